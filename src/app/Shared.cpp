@@ -1,0 +1,76 @@
+#include "app/Shared.h"
+
+#include "interception/BrowserLauncher.h"
+#include "interception/InterceptDebugStore.h"
+#include "interception/URLInterceptor.h"
+#include "platform/freedesktop/BusNames.h"
+#include "platform/freedesktop/IniUserDefaults.h"
+#include "platform/freedesktop/InstalledApps.h"
+#include "platform/freedesktop/LaunchContext.h"
+#include "platform/freedesktop/SpawnRunner.h"
+#include "routing/Link.h"
+#include "routing/RulesEngine.h"
+#include "routing/RulesStore.h"
+
+#include <cstdio>
+
+namespace vantorel::shared {
+
+namespace {
+
+void tellOnce(const QString& problem) {
+    std::fprintf(stderr, "vantorel: settings are kept in memory only: %s\n", qPrintable(problem));
+}
+
+UserDefaults& userDefaults() {
+    static UserDefaults& defaults = []() -> UserDefaults& {
+        const auto file = IniUserDefaults::userFile();
+        if (!file) {
+            tellOnce(QStringLiteral("HOME is not set"));
+            return *new MemoryUserDefaults;
+        }
+        auto& stored = *new IniUserDefaults(*file);
+        if (const auto problem = stored.problem())
+            tellOnce(*problem);
+        return stored;
+    }();
+    return defaults;
+}
+
+void openInBrowser(const Link& url, const QString& bundleID) {
+    static const auto& catalog = *new InstalledApps;
+    static auto& runner = *new SpawnRunner(launchContext());
+    BrowserLauncher::open(url, bundleID, catalog, runner);
+}
+
+} // namespace
+
+RulesStore& rulesStore() {
+    static auto& store = *new RulesStore(userDefaults());
+    return store;
+}
+
+RulesEngine& rulesEngine() {
+    static auto& engine = *new RulesEngine(rulesStore(), interceptDebugStore(), openInBrowser, kBusName);
+    return engine;
+}
+
+InterceptDebugStore& interceptDebugStore() {
+    static auto& store = *new InterceptDebugStore;
+    return store;
+}
+
+// Which application is active is not known yet on this platform: two of the three candidates stay absent.
+URLInterceptor& urlInterceptor() {
+    static auto& interceptor = *new URLInterceptor(
+        [](const Link& url, const QStringList& sourceAppIDs) { rulesEngine().route(url, sourceAppIDs); },
+        [] { return std::nullopt; }, [] { return std::nullopt; }, kBusName);
+    return interceptor;
+}
+
+LaunchContext& launchContext() {
+    static auto& context = *new LaunchContext;
+    return context;
+}
+
+} // namespace vantorel::shared

@@ -1,0 +1,22 @@
+#pragma once
+
+namespace vantorel {
+
+class InterceptDebugStore;
+class RulesEngine;
+class RulesStore;
+class URLInterceptor;
+struct LaunchContext;
+
+/// The program's single instances. Each is made on first use and never destroyed. Main thread only.
+namespace shared {
+
+RulesStore& rulesStore();
+RulesEngine& rulesEngine();
+InterceptDebugStore& interceptDebugStore();
+URLInterceptor& urlInterceptor();
+LaunchContext& launchContext();
+
+} // namespace shared
+
+} // namespace vantorel

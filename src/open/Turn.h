@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string_view>
+
+namespace vantorel {
+
+/// This process's place among several that were started at once and whose browsers are to start in order.
+///
+/// VANTOREL_TURN holds two file descriptors, "W,D": the process waits until the pipe W hangs up, and the end of pipe D
+/// that it holds tells the next one to go on when it is closed, at the latest when this process exits. W may be -1.
+/// Without the variable, or when it is malformed, there is nothing to wait for and no one to tell.
+class Turn {
+public:
+    /// Takes the variable out of the environment, so it must come before any thread.
+    Turn();
+    explicit Turn(std::string_view text);
+    ~Turn();
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    /// Blocks until those before are done, at most for a second in all.
+    void await();
+    /// Lets the next one go on.
+    void pass();
+
+private:
+    int m_wait = -1;
+    int m_done = -1;
+};
+
+} // namespace vantorel

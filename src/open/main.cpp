@@ -1,0 +1,120 @@
+// vantorel-open -b ID LINK: opens one link in one application.
+//
+// The exit status is 0 when the application was started with the link (or has taken it over the session bus), 1 with
+// one line of reason on standard error when not, and 2 when the arguments are wrong.
+
+#include "open/Activation.h"
+#include "open/ExecLine.h"
+#include "open/Launch.h"
+#include "open/Settling.h"
+#include "open/Turn.h"
+#include "platform/freedesktop/DesktopEntry.h"
+
+#include <csignal>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vantorel {
+
+namespace {
+
+enum ExitStatus { kOpened = 0, kRefused = 1, kWrongArguments = 2 };
+
+// Descriptors opened later must not pass for the standard ones, and a disposition inherited from whoever starts us
+// must neither hide how the browser ended nor end us for want of a reader.
+void makeSurroundingsSane() {
+    while (true) {
+        const int fd = open("/dev/null", O_RDWR | O_CLOEXEC);
+        if (fd < 0 || fd > STDERR_FILENO) {
+            close(fd);
+            break;
+        }
+    }
+    std::signal(SIGCHLD, SIG_DFL);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+void printReason(std::string reason) {
+    for (char& c : reason) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7f) {
+            c = '?';
+        }
+    }
+    reason += '\n';
+    std::fwrite(reason.data(), 1, reason.size(), stderr);
+}
+
+bool activate(const DesktopEntry& entry, const std::string& link, Turn& turn, std::string& whyNot) {
+    if (openThroughBus(entry.id, link, turn, whyNot)) {
+        return true;
+    }
+    whyNot = '"' + entry.name + "\" did not take the link: " + whyNot;
+    return false;
+}
+
+bool execute(const DesktopEntry& entry, const std::string& link, Turn& turn, std::string& whyNot) {
+    auto arguments = expandExec(entry, link, whyNot);
+    if (!arguments) {
+        return false;
+    }
+    if (entry.terminal) {
+        arguments->front() = entry.program;
+        arguments = inTerminal(std::move(*arguments));
+        if (!arguments) {
+            whyNot = '"' + entry.name + "\" needs a terminal emulator, and none is installed";
+            return false;
+        }
+    }
+    turn.await();
+    const auto browser = launch(entry, *arguments, whyNot);
+    const auto failure = browser ? failureAtOnce(*browser) : std::nullopt;
+    if (failure) {
+        whyNot = '"' + entry.name + "\" " + *failure;
+    }
+    return browser && !failure;
+}
+
+bool openLink(std::string_view id, const std::string& link, Turn& turn, std::string& whyNot) {
+    // No link begins like that, and a browser would take it for an option.
+    if (link.empty() || link.starts_with('-')) {
+        whyNot = '"' + link + "\" is no link";
+        return false;
+    }
+    const auto entry = findDesktopEntry(id, &whyNot);
+    if (!entry) {
+        return false;
+    }
+    return entry->dbusActivatable ? activate(*entry, link, turn, whyNot) : execute(*entry, link, turn, whyNot);
+}
+
+int run(int argc, char** argv) {
+    makeSurroundingsSane();
+    Turn turn;
+    if (argc != 4 || std::string_view(argv[1]) != "-b") {
+        std::fputs("usage: vantorel-open -b ID LINK\n", stderr);
+        return kWrongArguments;
+    }
+    std::string whyNot;
+    const bool opened = openLink(argv[2], argv[3], turn, whyNot);
+    if (!opened) {
+        printReason(std::move(whyNot));
+    }
+    // One that fails early must not let its successor overtake those before it.
+    turn.await();
+    return opened ? kOpened : kRefused;
+}
+
+} // namespace
+
+} // namespace vantorel
+
+int main(int argc, char** argv) {
+    return vantorel::run(argc, argv);
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "platform/LinkSource.h"
+
+#include <QDBusConnection>
+#include <QObject>
+#include <QStringList>
+
+namespace vantorel {
+
+struct LaunchContext;
+class ProcessApplications;
+
+/// Links from the session bus, through org.freedesktop.Application, and from the arguments of this program.
+///
+/// http and https links are web links, absolute paths and file: links are files, everything else is handed over as a
+/// link of another scheme. While a link is being handled the launch context holds what its sender gave along.
+class DBusLinkSource : public QObject, public LinkSource {
+    Q_OBJECT
+
+public:
+    /// The context and the look-up must outlive the source.
+    DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications);
+
+    /// Puts the object on the bus; the name is requested by `claimName()`.
+    void start(Handlers handlers) override;
+    void stop() override;
+
+    /// Takes the bus name, so that links come to this process. False when another process has it.
+    bool claimName();
+
+    /// Hands over links that this program was started with, once the event loop runs and before any other.
+    void deliverArguments(const QStringList& uris);
+
+Q_SIGNALS:
+    /// The bus went away: the session has ended.
+    void busLost();
+
+private Q_SLOTS:
+    void onDisconnected();
+
+private:
+    friend class ApplicationAdaptor;
+
+    void deliver(const QStringList& uris, const std::optional<QString>& senderAppID, LaunchContext context);
+    std::optional<QString> senderApplication(const QString& busName) const;
+
+    QDBusConnection m_bus;
+    LaunchContext& m_context;
+    ProcessApplications& m_applications;
+    Handlers m_handlers;
+};
+
+} // namespace vantorel

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/MemoryUserDefaults.h"
+
+namespace vantorel {
+
+/// The defaults database as one INI file, read once and written through QSettings.
+///
+/// A write goes to a new file that then takes the old one's place, so that a kill or a full disk leaves one of the two
+/// whole. A file that is there but cannot be read is never replaced.
+class IniUserDefaults : public MemoryUserDefaults {
+public:
+    explicit IniUserDefaults(const QString& file);
+
+    /// $XDG_CONFIG_HOME/com.qorbex.Vantorel.ini, with $HOME/.config for an unset XDG_CONFIG_HOME. Absent when neither
+    /// is an absolute path.
+    static std::optional<QString> userFile();
+
+    /// Why values cannot be stored, in words for a person; absent when nothing speaks against it. Makes the file's
+    /// folder where it is missing.
+    std::optional<QString> problem() const;
+
+    void remove(QLatin1String key) override;
+    void write() override;
+
+    /// Copies the bytes of the value to the file's name with ".damaged" added; the whole file where the value has no
+    /// bytes of its own because the INI form around it is damaged.
+    void keepDamaged(QLatin1String key) override;
+
+private:
+    bool isUnreadable() const;
+    void keep(const QByteArray& bytes) const;
+
+    QString m_file;
+    bool m_formIsDamaged = false;
+    QStringList m_removed;
+};
+
+} // namespace vantorel

@@ -1,0 +1,169 @@
+#include "platform/freedesktop/SpawnRunner.h"
+
+#include "platform/freedesktop/LaunchContext.h"
+
+#include <QSocketNotifier>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+extern "C" { // glibc 2.36 forgets to say so itself
+#include <sys/pidfd.h>
+}
+
+namespace vantorel {
+
+namespace {
+
+struct Pipe {
+    UniqueFd readEnd;
+    UniqueFd writeEnd;
+};
+
+std::optional<Pipe> makePipe() {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return std::nullopt;
+    return Pipe{UniqueFd(ends[0]), UniqueFd(ends[1])};
+}
+
+// The environment that a browser is to have: without what told this program how it was started itself, and with the
+// launch context.
+std::vector<std::string> childEnvironment(const LaunchContext& context, int waitForTurn, int holdTurn) {
+    constexpr std::array<std::string_view, 7> kOwn = {"XDG_ACTIVATION_TOKEN",
+                                                      "DESKTOP_STARTUP_ID",
+                                                      "GIO_LAUNCHED_DESKTOP_FILE",
+                                                      "GIO_LAUNCHED_DESKTOP_FILE_PID",
+                                                      "DBUS_STARTER_ADDRESS",
+                                                      "DBUS_STARTER_BUS_TYPE",
+                                                      "VANTOREL_TURN"};
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable; ++variable) {
+        const std::string_view text(*variable);
+        if (std::find(kOwn.begin(), kOwn.end(), text.substr(0, text.find('='))) == kOwn.end())
+            variables.emplace_back(text);
+    }
+    if (!context.activationToken.isEmpty())
+        variables.push_back("XDG_ACTIVATION_TOKEN=" + context.activationToken.toStdString());
+    if (!context.startupID.isEmpty())
+        variables.push_back("DESKTOP_STARTUP_ID=" + context.startupID.toStdString());
+    variables.push_back("VANTOREL_TURN=" + std::to_string(waitForTurn) + ',' + std::to_string(holdTurn));
+    return variables;
+}
+
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    for (std::string& text : texts)
+        result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+// Starts the program with default signals, with `standardError` in the place of its own and the `kept` descriptors
+// under the numbers they have here. Returns 0 or an errno.
+int spawn(std::vector<std::string> argv, std::vector<std::string> environment, int standardError,
+          std::initializer_list<int> kept, pid_t& pid) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, standardError, STDERR_FILENO);
+    for (const int fd : kept) {
+        if (fd >= 0)
+            posix_spawn_file_actions_adddup2(&actions, fd, fd); // clears close-on-exec in the child alone
+    }
+
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t none;
+    sigemptyset(&none);
+    sigset_t all;
+    sigfillset(&all);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigdefault(&attributes, &all);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+
+    const int error = posix_spawn(&pid, argv.front().c_str(), &actions, &attributes, pointers(argv).data(),
+                                  pointers(environment).data());
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return error;
+}
+
+// What there is to read now. The writer has ended: nothing more is worth waiting for, even if it left the other end to
+// somebody else.
+QByteArray readAvailable(int fd) {
+    fcntl(fd, F_SETFL, O_NONBLOCK);
+    QByteArray text;
+    char buffer[4096];
+    for (ssize_t count = 0; (count = read(fd, buffer, sizeof buffer)) > 0;)
+        text.append(buffer, count);
+    return text;
+}
+
+QString words(int error) {
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+} // namespace
+
+SpawnRunner::SpawnRunner(const LaunchContext& context) : m_context(context) {
+    getrlimit(RLIMIT_NOFILE, &m_fileLimit);
+    const rlimit raised{.rlim_cur = m_fileLimit.rlim_max, .rlim_max = m_fileLimit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &raised);
+}
+
+std::optional<QString> SpawnRunner::start(const QByteArray& program, const QByteArrayList& arguments,
+                                          Finished finished) {
+    auto standardError = makePipe();
+    auto turn = makePipe();
+    if (!standardError || !turn)
+        return words(errno);
+
+    std::vector<std::string> argv{program.toStdString()};
+    for (const QByteArray& argument : arguments)
+        argv.push_back(argument.toStdString());
+    pid_t pid = 0;
+    const int error = spawn(std::move(argv), childEnvironment(m_context, m_previousTurn.get(), turn->writeEnd.get()),
+                            standardError->writeEnd.get(), {m_previousTurn.get(), turn->writeEnd.get()}, pid);
+    if (error != 0)
+        return words(error);
+    prlimit(pid, RLIMIT_NOFILE, &m_fileLimit, nullptr);
+
+    // The child's ends are closed first, so that there is room for one more descriptor whatever the limit.
+    standardError->writeEnd.reset();
+    turn->writeEnd.reset();
+    m_previousTurn = std::move(turn->readEnd);
+    watch(pidfd_open(pid, 0), std::move(standardError->readEnd), std::move(finished));
+    return std::nullopt;
+}
+
+void SpawnRunner::watch(int processFd, UniqueFd standardError, Finished finished) {
+    struct Child {
+        UniqueFd process;
+        UniqueFd standardError;
+        Finished finished;
+    };
+    const auto child =
+        std::make_shared<Child>(Child{UniqueFd(processFd), std::move(standardError), std::move(finished)});
+    auto* const notifier = new QSocketNotifier(processFd, QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [notifier, child] {
+        siginfo_t info{};
+        waitid(P_PIDFD, static_cast<id_t>(child->process.get()), &info, WEXITED);
+        notifier->setEnabled(false);
+        notifier->deleteLater();
+        child->finished(
+            {.status = info.si_status,
+             .standardError = info.si_status == 0 ? QByteArray() : readAvailable(child->standardError.get())});
+    });
+}
+
+} // namespace vantorel

@@ -1,0 +1,192 @@
+#include "platform/freedesktop/SpawnRunner.h"
+
+#include "platform/freedesktop/LaunchContext.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTemporaryFile>
+#include <QTest>
+
+#include <csignal>
+
+using namespace vantorel;
+
+class TestSpawnRunner : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void exit_data();
+    void exit();
+    void start_missingProgram_givesTheReason();
+    void start_programThatIsNoProgram_givesTheReason();
+    void start_passesArgumentsByteForByte();
+    void start_givesALaunchContext_andHidesTheProgramsOwn();
+    void start_leavesDefaultSignals();
+    void start_raisesItsOwnFileLimit_notTheChildrens();
+    void start_leaksNoDescriptors();
+    void exit_doesNotWaitForAGrandchildThatKeepsThePipe();
+    void turns_chainTheChildrenInTheOrderOfTheirStart();
+    void manyChildrenAtOnce_allReport();
+
+private:
+    ProcessRunner::Exit run(const QByteArray& script, const QByteArrayList& arguments = {});
+
+    LaunchContext m_context;
+    std::unique_ptr<SpawnRunner> m_runner;
+};
+
+void TestSpawnRunner::init() {
+    m_context = {};
+    m_runner = std::make_unique<SpawnRunner>(m_context);
+}
+
+ProcessRunner::Exit TestSpawnRunner::run(const QByteArray& script, const QByteArrayList& arguments) {
+    std::optional<ProcessRunner::Exit> exit;
+    const auto failure = m_runner->start("/bin/sh", QByteArrayList{"-c", script, "sh"} + arguments,
+                                         [&exit](const ProcessRunner::Exit& given) { exit = given; });
+    if (failure || !QTest::qWaitFor([&exit] { return exit.has_value(); }, 30'000))
+        return {.status = -1, .standardError = failure.value_or("no exit was reported").toUtf8()};
+    return *exit;
+}
+
+void TestSpawnRunner::exit_data() {
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("standardError");
+    QTest::newRow("success") << QByteArray("exit 0") << 0 << QByteArray();
+    QTest::newRow("success with output, which is not read") << QByteArray("echo a >&2") << 0 << QByteArray();
+    QTest::newRow("failure") << QByteArray("echo a >&2; exit 3") << 3 << QByteArray("a\n");
+    QTest::newRow("silent failure") << QByteArray("exit 1") << 1 << QByteArray();
+    QTest::newRow("signal") << QByteArray("kill -9 $$") << 9 << QByteArray();
+    QTest::newRow("bytes") << QByteArray("printf '\\377\\376' >&2; exit 1") << 1 << QByteArray("\xFF\xFE");
+}
+
+void TestSpawnRunner::exit() {
+    QFETCH(QByteArray, script);
+    const auto exit = run(script);
+    QTEST(exit.status, "status");
+    QTEST(exit.standardError, "standardError");
+}
+
+void TestSpawnRunner::start_missingProgram_givesTheReason() {
+    const auto failure = m_runner->start("/no/such/program", {}, [](const auto&) { QFAIL("called"); });
+    QCOMPARE(failure, std::optional(QString("No such file or directory")));
+    QCOMPARE(run("exit 2").status, 2);
+}
+
+void TestSpawnRunner::start_programThatIsNoProgram_givesTheReason() {
+    QTemporaryFile file;
+    QVERIFY(file.open());
+    QCOMPARE(m_runner->start(QFile::encodeName(file.fileName()), {}, {}), std::optional(QString("Permission denied")));
+}
+
+void TestSpawnRunner::start_passesArgumentsByteForByte() {
+    const QByteArray odd = "https://x.test/a%7Eb?q=\"'$(x)`\\\xFF";
+    const auto exit = run("printf '%s|%s' \"$1\" \"$2\" >&2; exit 1", {odd, ""});
+    QCOMPARE(exit.standardError, odd + '|');
+}
+
+void TestSpawnRunner::start_givesALaunchContext_andHidesTheProgramsOwn() {
+    for (const char* const own : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID", "GIO_LAUNCHED_DESKTOP_FILE",
+                                  "GIO_LAUNCHED_DESKTOP_FILE_PID", "DBUS_STARTER_ADDRESS", "DBUS_STARTER_BUS_TYPE"})
+        qputenv(own, "own");
+    qputenv("KEPT", "yes");
+    const QByteArray script = "env | grep -E '^(XDG_ACT|DESKTOP_STARTUP|GIO_L|DBUS_STARTER|KEPT)' | sort >&2; exit 1";
+    QCOMPARE(run(script).standardError, QByteArray("KEPT=yes\n"));
+    m_context = {.activationToken = "token", .startupID = "id"};
+    QCOMPARE(run(script).standardError, QByteArray("DESKTOP_STARTUP_ID=id\nKEPT=yes\nXDG_ACTIVATION_TOKEN=token\n"));
+}
+
+void TestSpawnRunner::start_leavesDefaultSignals() {
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGTERM, SIG_IGN);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+    const auto shown = run("grep -E '^Sig(Blk|Ign)' /proc/self/status >&2; exit 1").standardError;
+    pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+    signal(SIGTERM, SIG_DFL);
+    // The C library itself ignores its two internal signals, 32 and 33, in every child it starts.
+    QCOMPARE(shown, QByteArray("SigBlk:\t0000000000000000\nSigIgn:\t0000000180000000\n"));
+}
+
+void TestSpawnRunner::start_raisesItsOwnFileLimit_notTheChildrens() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 500;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    init();
+    getrlimit(RLIMIT_NOFILE, &limit);
+    QCOMPARE(limit.rlim_cur, limit.rlim_max);
+    QCOMPARE(run("sleep 0.1; ulimit -Sn >&2; exit 1").standardError, QByteArray("500\n"));
+}
+
+void TestSpawnRunner::start_leaksNoDescriptors() {
+    QFile open("/dev/null");
+    QVERIFY(open.open(QIODevice::ReadOnly));
+    QProcess plain;
+    plain.start("/bin/sh", {"-c", "ls /proc/$$/fd | wc -l"});
+    QVERIFY(plain.waitForFinished());
+    const int usual = plain.readAllStandardOutput().trimmed().toInt();
+    QVERIFY(usual >= 3);
+    // One end of a turn more; the second child also has an end of the first one's.
+    QCOMPARE(run("ls /proc/$$/fd | wc -l >&2; exit 1").standardError.trimmed().toInt(), usual + 1);
+    QCOMPARE(run("ls /proc/$$/fd | wc -l >&2; exit 1").standardError.trimmed().toInt(), usual + 2);
+
+    const auto count = [] {
+        return QDir("/proc/self/fd").entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System).size();
+    };
+    const auto before = count();
+    for (int i = 0; i < 50; ++i)
+        run("exit 0");
+    QTRY_COMPARE(count(), before);
+}
+
+void TestSpawnRunner::exit_doesNotWaitForAGrandchildThatKeepsThePipe() {
+    const auto exit = run("sleep 1000 & echo $! >&2; exit 1");
+    QCOMPARE(exit.status, 1);
+    const pid_t grandchild = exit.standardError.trimmed().toInt();
+    QVERIFY(grandchild > 1);
+    QCOMPARE(kill(grandchild, SIGKILL), 0);
+}
+
+// Each child waits for the other's end to hang up, as vantorel-open does; the later it starts, the shorter it sleeps.
+void TestSpawnRunner::turns_chainTheChildrenInTheOrderOfTheirStart() {
+    const QTemporaryDir folder;
+    const QByteArray log = QFile::encodeName(folder.filePath("log"));
+    constexpr int kChildren = 8;
+    int ended = 0;
+    for (int i = 0; i < kChildren; ++i) {
+        const QByteArray script = "w=${VANTOREL_TURN%,*}; [ $w -lt 0 ] || cat <&$w; sleep 0.0"
+            + QByteArray::number(kChildren - i) + "; echo " + QByteArray::number(i) + " >> " + log;
+        QVERIFY(!m_runner->start("/bin/bash", {"-c", script}, [&ended](const ProcessRunner::Exit& exit) {
+            QCOMPARE(exit.status, 0);
+            ++ended;
+        }));
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(ended, kChildren, 30'000);
+    QFile file(QFile::decodeName(log));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray("0\n1\n2\n3\n4\n5\n6\n7\n"));
+}
+
+void TestSpawnRunner::manyChildrenAtOnce_allReport() {
+    constexpr int kChildren = 700; // more than half of the usual limit on open files
+    int ended = 0;
+    int started = 0;
+    for (; started < kChildren; ++started) {
+        const auto failure = m_runner->start("/bin/sh", {"-c", "read line; exit 5"}, [&ended](const auto& exit) {
+            QCOMPARE(exit.status, 5);
+            ++ended;
+        });
+        QVERIFY2(!failure, qPrintable(*failure));
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(ended, kChildren, 60'000);
+}
+
+QTEST_GUILESS_MAIN(TestSpawnRunner)
+#include "TestSpawnRunner.moc"
