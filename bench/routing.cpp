@@ -33,22 +33,22 @@ QList<Rule> makeRules(qsizetype count) {
         case 2:
         case 3:
             rule.matchType = Rule::MatchType::contains;
-            rule.pattern = word(i) + u", /" + word(i + 1) + u"/page, " + word(i + 2) + u"?q=";
+            rule.pattern = word(i) + QStringLiteral(", /") + word(i + 1) + QStringLiteral("/page, ") + word(i + 2) + QStringLiteral("?q=");
             break;
         case 4:
         case 5:
         case 6:
             rule.matchType = Rule::MatchType::domain;
-            rule.pattern = u"www." + word(i);
+            rule.pattern = QStringLiteral("www.") + word(i);
             break;
         case 7:
         case 8:
             rule.matchType = Rule::MatchType::prefix;
-            rule.pattern = u"https://www." + word(i) + u"/some";
+            rule.pattern = QStringLiteral("https://www.") + word(i) + QStringLiteral("/some");
             break;
         default:
             rule.matchType = Rule::MatchType::regex;
-            rule.pattern = u"^https?://([a-z]+\\.)*" + word(i).replace(u'.', QStringLiteral("\\.")) + u"/";
+            rule.pattern = QStringLiteral("^https?://([a-z]+\\.)*") + word(i).replace(u'.', QStringLiteral("\\.")) + QStringLiteral("/");
         }
         rules.append(rule);
     }

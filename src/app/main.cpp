@@ -33,20 +33,22 @@ void tell(const QString& line) {
 }
 
 // A program that was started without its standard descriptors would get links' pipes in their place, and one that was
-// started with SIGCHLD ignored would not learn how its children end.
+// started with SIGCHLD ignored would not learn how its children end. A reader that is gone and a file that may not grow
+// are errors of one write, not of the program.
 void mendInheritedState() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         if (fcntl(fd, F_GETFD) < 0)
             open("/dev/null", O_RDWR);
     }
     std::signal(SIGCHLD, SIG_DFL);
-    std::signal(SIGPIPE, SIG_IGN);
+    for (const int signal : {SIGPIPE, SIGXFSZ})
+        std::signal(signal, SIG_IGN);
 }
 
 // Without an address the bus library would start a bus of its own that no other program is on.
 bool hasSessionBus() {
     return !qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")
-        || QFileInfo::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + u"/bus");
+        || QFileInfo::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus"));
 }
 
 bool hasDisplay() {
@@ -79,11 +81,12 @@ int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, con
     new DebugAdaptor(linkSource, shared::rulesStore, shared::interceptDebugStore());
     delegate.applicationDidFinishLaunching();
 
+    const TerminationSignals terminationSignals;
+
     // Two starts at the same time: the other one was quicker.
     if (!linkSource.claimName())
         return handOver(bus, links).value_or(EXIT_FAILURE);
 
-    const TerminationSignals terminationSignals;
     QObject::connect(&terminationSignals, &TerminationSignals::received, &application, QCoreApplication::quit);
     QObject::connect(&linkSource, &DBusLinkSource::busLost, &application, QCoreApplication::quit);
     if (!hasDisplay())
@@ -110,7 +113,7 @@ int main(int argc, char* argv[]) {
     }
     const QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        tell(u"no session bus: " + bus.lastError().message());
+        tell(QStringLiteral("no session bus: ") + bus.lastError().message());
         return EXIT_FAILURE;
     }
 

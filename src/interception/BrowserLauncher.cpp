@@ -19,7 +19,7 @@ Q_LOGGING_CATEGORY(launcherLog, "com.qorbex.Vantorel.launcher")
 QString detail(const ProcessRunner::Exit& exit) {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = decoder.decode(exit.standardError);
-    return decoder.hasError() ? u"exit code " + QString::number(exit.status) : text.trimmed();
+    return decoder.hasError() ? QStringLiteral("exit code ") + QString::number(exit.status) : text.trimmed();
 }
 
 // Texts are put together piece by piece: a link may hold what a formatting routine would take for a placeholder.
@@ -39,7 +39,7 @@ void open(const Link& url, const QString& bundleID, const AppCatalog& catalog, P
         return;
     }
     const QString link = url.absoluteString();
-    const QByteArray program = QFile::encodeName(QCoreApplication::applicationDirPath() + u"/vantorel-open");
+    const QByteArray program = QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/vantorel-open"));
     const auto failure =
         runner.start(program, {"-b", bundleID.toUtf8(), link.toLatin1()},
                      [link, bundleID](const ProcessRunner::Exit& exit) { logExit(link, bundleID, exit); });

@@ -43,7 +43,7 @@ QString escaped(QStringView text) {
         case u'\t': out += u"\\t"; break;
         default:
             if (needsEscape(text, i))
-                out += u"\\u" + QString::number(c, 16).rightJustified(4, u'0');
+                out += QStringLiteral("\\u") + QString::number(c, 16).rightJustified(4, u'0');
             else
                 out += c;
         }
@@ -54,15 +54,17 @@ QString escaped(QStringView text) {
 // QJsonDocument would put the keys in alphabetical order; this form keeps the order of the fields.
 class ObjectWriter {
 public:
-    void string(QLatin1String key, QStringView value) { raw(key, QString(u'"' + escaped(value) + u'"')); }
-    void boolean(QLatin1String key, bool value) { raw(key, value ? u"true" : u"false"); }
+    void string(QLatin1String key, QStringView value) { raw(key, u'"' + escaped(value) + u'"'); }
+    void boolean(QLatin1String key, bool value) {
+        raw(key, value ? QStringLiteral("true") : QStringLiteral("false"));
+    }
     QByteArray finish() const { return (u'{' + m_text + u'}').toUtf8(); }
 
 private:
-    void raw(QLatin1String key, QStringView value) {
+    void raw(QLatin1String key, const QString& value) {
         if (!m_text.isEmpty())
             m_text += u',';
-        m_text += u'"' + key + u"\":" + value;
+        m_text += u'"' + key + QStringLiteral("\":") + value;
     }
 
     QString m_text;

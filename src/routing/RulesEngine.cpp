@@ -22,7 +22,7 @@ void RulesEngine::route(const Link& url, const QStringList& sourceAppIDs) {
         m_debugStore.setLastEvent({.url = url.absoluteString(), .sourceAppIDs = sourceAppIDs, .decision = decision});
     };
     if (const Rule* const rule = firstMatch(rules, url, sourceAppIDs)) {
-        record(u"Matched rule -> " + rule->browserBundleID);
+        record(QStringLiteral("Matched rule -> ") + rule->browserBundleID);
         open(url, rule->browserBundleID);
         return;
     }
@@ -32,7 +32,7 @@ void RulesEngine::route(const Link& url, const QStringList& sourceAppIDs) {
         Q_EMIT noFallbackConfigured(url);
         return;
     }
-    record(u"Fallback -> " + fallback);
+    record(QStringLiteral("Fallback -> ") + fallback);
     open(url, fallback);
 }
 

@@ -14,23 +14,23 @@ public:
     qsizetype writes() const { return log.count(QStringLiteral("write")); }
 
     void setData(QLatin1String key, const QByteArray& value) override {
-        log.append(u"set " + key);
+        log.append(QStringLiteral("set ") + key);
         MemoryUserDefaults::setData(key, value);
     }
     void setString(QLatin1String key, const QString& value) override {
-        log.append(u"set " + key);
+        log.append(QStringLiteral("set ") + key);
         MemoryUserDefaults::setString(key, value);
     }
     void setBoolean(QLatin1String key, bool value) override {
-        log.append(u"set " + key);
+        log.append(QStringLiteral("set ") + key);
         MemoryUserDefaults::setBoolean(key, value);
     }
     void remove(QLatin1String key) override {
-        log.append(u"remove " + key);
+        log.append(QStringLiteral("remove ") + key);
         MemoryUserDefaults::remove(key);
     }
     void write() override { log.append(QStringLiteral("write")); }
-    void keepDamaged(QLatin1String key) override { log.append(u"keep " + key); }
+    void keepDamaged(QLatin1String key) override { log.append(QStringLiteral("keep ") + key); }
 };
 
 } // namespace vantorel

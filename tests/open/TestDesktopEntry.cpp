@@ -171,7 +171,7 @@ void TestDesktopEntry::hiddenEntry_masksLaterFolders() {
     entry("first/applications/x.desktop", "Exec=browser\n");
     std::string whyNot;
     QVERIFY(!vantorel::findDesktopEntry("x", &whyNot));
-    QCOMPARE(whyNot.c_str(), (path("data/applications/x.desktop") + " is hidden").constData());
+    QCOMPARE(whyNot.c_str(), QByteArray(path("data/applications/x.desktop") + " is hidden").constData());
 }
 
 void TestDesktopEntry::brokenEntry_masksLaterFolders() {

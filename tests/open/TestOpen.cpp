@@ -22,7 +22,7 @@ QByteArray statusValue(pid_t pid, const QByteArray& key) {
         return {};
     }
     for (const auto& line : file.readAll().split('\n')) {
-        if (line.startsWith(key + ':')) {
+        if (line.startsWith(QByteArray(key + ':'))) {
             return line.mid(key.size() + 1).trimmed();
         }
     }
@@ -101,7 +101,7 @@ void TestOpen::link_arrivesByteExact_data() {
     QTest::newRow("not UTF-8") << QByteArray("https://x.test/\xff\xfe\xc3\x28\x80");
     QTest::newRow("UTF-8") << QByteArray("https://x.test/\xc3\xa4\xe2\x82\xac");
     QTest::newRow("no URI") << QByteArray("just text");
-    QTest::newRow("100 KiB") << QByteArray("https://x.test/") + QByteArray(100 * 1024, 'a');
+    QTest::newRow("100 KiB") << QByteArray("https://x.test/") + QByteArray(102400, 'a');
 }
 
 void TestOpen::link_arrivesByteExact() {

@@ -154,7 +154,7 @@ void TestOpenThroughBus::refusals() {
     startBus();
     const auto outcome = m_box->open(id, "x:y");
     QCOMPARE(outcome.status, 1);
-    QVERIFY2(outcome.errors.startsWith("\"The " + id + "\" did not take the link: " + reason),
+    QVERIFY2(outcome.errors.startsWith(QByteArray("\"The " + id + "\" did not take the link: " + reason)),
              outcome.errors.constData());
     QCOMPARE(outcome.errors.count('\n'), 1);
     QVERIFY(outcome.errors.endsWith('\n'));

@@ -87,7 +87,7 @@ void TestLinkMatcher::contains_agreesWithFoldingBothTexts() {
             const bool expected = caseFolded(url.absoluteString(), letterCase).contains(caseFolded(value, letterCase));
             matches += expected ? 1 : 0;
             QVERIFY2(LinkMatcher(url, letterCase).contains(value) == expected,
-                     qPrintable(url.absoluteString() + u" / " + value));
+                     qPrintable(url.absoluteString() + QStringLiteral(" / ") + value));
         }
     }
     QVERIFY(matches > 1000);

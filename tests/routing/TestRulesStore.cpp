@@ -103,7 +103,7 @@ void TestRulesStore::load_migratesTheOlderList_andStartsTheRestAnew() {
     QVERIFY(!store.debugModeEnabled());
     QVERIFY(store.showTipsEnabled());
     QCOMPARE(defaults.log.constLast(), QString("write"));
-    QVERIFY(defaults.log.indexOf("write") < defaults.log.indexOf(u"remove " + kOlderRules));
+    QVERIFY(defaults.log.indexOf("write") < defaults.log.indexOf(QStringLiteral("remove ") + kOlderRules));
 }
 
 void TestRulesStore::load_withBothLists_takesTheCurrentOne() {
@@ -138,7 +138,7 @@ void TestRulesStore::load_damagedOlderList_leavesItAlone() {
     store.performSave();
     QVERIFY(store.rules().isEmpty());
     QCOMPARE(defaults.data(kOlderRules), std::optional(QByteArray("damaged")));
-    QVERIFY(!defaults.log.contains(u"keep " + kRules));
+    QVERIFY(!defaults.log.contains(QStringLiteral("keep ") + kRules));
 }
 
 void TestRulesStore::performSave_putsDamagedBytesAsideFirst_once() {
@@ -148,8 +148,8 @@ void TestRulesStore::performSave_putsDamagedBytesAsideFirst_once() {
     RulesStore store(defaults);
     store.performSave();
     store.performSave();
-    QCOMPARE(defaults.log.constFirst(), QString(u"keep " + kRules));
-    QCOMPARE(defaults.log.count(QString(u"keep " + kRules)), 1);
+    QCOMPARE(defaults.log.constFirst(), QString(QStringLiteral("keep ") + kRules));
+    QCOMPARE(defaults.log.count(QString(QStringLiteral("keep ") + kRules)), 1);
     QCOMPARE(defaults.data(kRules), std::optional(QByteArray("[]")));
 }
 
@@ -158,7 +158,7 @@ void TestRulesStore::performSave_writesAllFourValues() {
     RulesStore store(defaults);
     store.performSave();
     QCOMPARE(defaults.log,
-             (QStringList{u"set " + kRules, u"set " + kFallback, u"set " + kDebugMode, u"set " + kShowTips,
+             (QStringList{QStringLiteral("set ") + kRules, QStringLiteral("set ") + kFallback, QStringLiteral("set ") + kDebugMode, QStringLiteral("set ") + kShowTips,
                           QStringLiteral("write")}));
     QCOMPARE(defaults.string(kFallback), std::optional(QString("")));
 }

@@ -25,7 +25,7 @@ void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVaria
     else if (action_name == u"settings")
         Activate(platform_data, call);
     else
-        refuse(call, QDBusError::InvalidArgs, u"There is no action \"" + action_name + u'"');
+        refuse(call, QDBusError::InvalidArgs, QStringLiteral("There is no action \"") + action_name + u'"');
 }
 
 void ApplicationAdaptor::refuse(const QDBusMessage& call, QDBusError::ErrorType type, const QString& reason) const {

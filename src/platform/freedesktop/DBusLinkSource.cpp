@@ -41,7 +41,7 @@ void DBusLinkSource::stop() {
     if (!m_bus.isConnected())
         return;
     m_bus.unregisterService(kBusName);
-    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents();
     m_bus.interface()->isServiceRegistered(kBusName); // another round trip, behind the replies to those calls
 }
 

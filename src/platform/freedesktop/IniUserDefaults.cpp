@@ -31,21 +31,21 @@ std::optional<QString> IniUserDefaults::userFile() {
         return config + u'/' + kFileName;
     const QString home = qEnvironmentVariable("HOME");
     if (QDir::isAbsolutePath(home))
-        return home + u"/.config/" + kFileName;
+        return home + QStringLiteral("/.config/") + kFileName;
     return std::nullopt;
 }
 
 std::optional<QString> IniUserDefaults::problem() const {
     const QFileInfo file(m_file);
     if (file.exists() && !file.isFile())
-        return m_file + u" is not a file";
+        return m_file + QStringLiteral(" is not a file");
     if (isUnreadable())
-        return m_file + u" cannot be read";
+        return m_file + QStringLiteral(" cannot be read");
     const QString folder = file.path();
     if (!QDir().mkpath(folder))
-        return folder + u" cannot be made";
+        return folder + QStringLiteral(" cannot be made");
     if (!QFileInfo(folder).isWritable())
-        return folder + u" cannot be written to";
+        return folder + QStringLiteral(" cannot be written to");
     return std::nullopt;
 }
 
@@ -82,7 +82,7 @@ void IniUserDefaults::keepDamaged(QLatin1String key) {
 }
 
 void IniUserDefaults::keep(const QByteArray& bytes) const {
-    QSaveFile file(m_file + u".damaged");
+    QSaveFile file(m_file + QStringLiteral(".damaged"));
     if (file.open(QIODevice::WriteOnly)) {
         file.write(bytes);
         file.commit();
