@@ -135,12 +135,9 @@ std::optional<Failure> readFailure(int fd) {
 std::string describe(const Failure& failure, const Plan& plan) {
     std::string error = std::strerror(failure.error);
     switch (failure.step) {
-    case Step::Prepare:
-        return error;
-    case Step::EnterFolder:
-        return "its working directory " + plan.folder + ": " + error;
-    case Step::Execute:
-        break;
+    case Step::Prepare: return error;
+    case Step::EnterFolder: return "its working directory " + plan.folder + ": " + error;
+    case Step::Execute: break;
     }
     // The program was there a moment ago: what is missing is what its first line names.
     return plan.program + ": " + error + (failure.error == ENOENT ? " (its interpreter may be missing)" : "");

@@ -140,9 +140,7 @@ void TestDesktopEntry::noName_isNamedByItsId() {
 
 void TestDesktopEntry::name_isLocalised() {
     entry("data/applications/x.desktop", "Name=Web\nName[de]=Netz\nName[fr]=Toile\nExec=browser\n");
-    const auto name = [] {
-        return vantorel::findDesktopEntry("x").value().name;
-    };
+    const auto name = [] { return vantorel::findDesktopEntry("x").value().name; };
     qunsetenv("LC_ALL");
     qputenv("LANGUAGE", "de");
     qputenv("LANG", "fr_FR.UTF-8");
