@@ -38,7 +38,7 @@ void open(const Link& url, const QString& bundleID, const AppCatalog& catalog, P
         qCCritical(launcherLog).noquote().nospace() << "No application found for bundle ID: " << bundleID;
         return;
     }
-    const QString link = url.absoluteString();
+    const QString& link = url.absoluteString();
     const QByteArray program = QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/vantorel-open"));
     const auto failure =
         runner.start(program, {"-b", bundleID.toUtf8(), link.toLatin1()},

@@ -24,9 +24,11 @@ public:
 
     static std::variant<IcuRegex, RegexError> compile(QStringView expression, CaseSensitivity caseSensitivity);
 
-    /// Whether the expression matches anywhere in the text. A search that has taken 80 ms is given up at ICU's next
-    /// check (every 10,000 steps back, and at every new start in the text), and a search that outgrows ICU's own limit
-    /// on its stack (8 MB) at once; both count as no match.
+    /// Whether the expression matches anywhere in the text. A search takes at most a tenth of a second: it is given up
+    /// at ICU's first check after 50 ms (every 10,000 steps back, and at every new start in the text), and at once when
+    /// it outgrows ICU's own limit on its stack (8 MB). A step back over a back-reference costs as much as the text is
+    /// long, so that an expression with one is not searched for in a text of more than 8,192 UTF-16 units. All these
+    /// count as no match.
     bool isFoundIn(QStringView text);
 
 private:
@@ -35,9 +37,10 @@ private:
     };
     using Handle = std::unique_ptr<URegularExpression, Close>;
 
-    explicit IcuRegex(Handle regex);
+    IcuRegex(Handle regex, bool hasBackReference);
 
     Handle m_regex;
+    bool m_hasBackReference;
 };
 
 } // namespace vantorel

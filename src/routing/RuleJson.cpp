@@ -141,7 +141,7 @@ std::optional<QList<Rule>> decodeRules(const QByteArray& json) {
     const QJsonArray array = document.array();
     QList<Rule> rules;
     rules.reserve(array.size());
-    for (const QJsonValue& element : array) {
+    for (const auto& element : array) {
         auto rule = decodeRule(element);
         if (!rule)
             return std::nullopt;

@@ -108,6 +108,11 @@ bool Command::isRunning() {
     return !m_reaped;
 }
 
+bool Command::waitForOutput() const {
+    pollfd end{m_output, POLLIN, 0};
+    return poll(&end, 1, kPatienceMilliseconds) == 1 && (end.revents & POLLIN) != 0;
+}
+
 Outcome Command::finish() {
     Outcome outcome;
     const QDeadlineTimer deadline(kPatienceMilliseconds);

@@ -36,6 +36,8 @@ public:
 
     pid_t pid() const { return m_pid; }
     bool isRunning();
+    /// Waits for its first output, which stays to be read; false when that takes too long.
+    bool waitForOutput() const;
     /// Reads until nobody holds the other ends of its output and error pipes any more, then waits for it. When that
     /// takes too long, the status says that a signal ended it.
     Outcome finish();

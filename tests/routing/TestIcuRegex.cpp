@@ -13,6 +13,7 @@ private Q_SLOTS:
     void isFoundIn_searchesEachTextAnew();
     void isFoundIn_hostileExpression_isGivenUp_data();
     void isFoundIn_hostileExpression_isGivenUp();
+    void isFoundIn_backReference_isNotSearchedForInVeryLongTexts();
     void compile_caseSensitive_keepsLetterCase();
     void compile_tellsWhatIsWrongAndWhere_data();
     void compile_tellsWhatIsWrongAndWhere();
@@ -77,6 +78,7 @@ void TestIcuRegex::isFoundIn_hostileExpression_isGivenUp_data() {
     QTest::newRow("nested star") << "(a*)*b";
     QTest::newRow("alternatives") << "(a|aa)+$";
     QTest::newRow("many stars") << "a*a*a*a*a*a*a*a*a*b";
+    QTest::newRow("short back-reference") << "(a+)\\1+$";
     QTest::newRow("back-reference") << "(a+)\\1+\\1+\\1+\\1+$";
     QTest::newRow("look-ahead in a loop") << "((?=(a+))a)+$";
 }
@@ -86,8 +88,22 @@ void TestIcuRegex::isFoundIn_hostileExpression_isGivenUp() {
     QFETCH(QString, expression);
     auto regex = compiled(expression);
     QVERIFY(regex);
-    QVERIFY(!regex->isFoundIn(QString(QString(3000, u'a') + u'!')));
+    for (const qsizetype length : {3'000, 8'000, 1'000'000})
+        QVERIFY(!regex->isFoundIn(QString(QString(length, u'a') + u'!')));
     QVERIFY(!regex->isFoundIn(u"!")); // the next search is not affected
+}
+
+void TestIcuRegex::isFoundIn_backReference_isNotSearchedForInVeryLongTexts() {
+    const QString longest = QString(8190, u'x') + QStringLiteral("aa");
+    for (const char* const expression : {"(a)\\1", "(?<n>a)\\k<n>"}) {
+        auto regex = compiled(expression);
+        QVERIFY(regex);
+        QVERIFY(regex->isFoundIn(longest));
+        QVERIFY(!regex->isFoundIn(QString(longest + u'x')));
+    }
+    auto escaped = compiled("(a)\\\\1|aa");
+    QVERIFY(escaped);
+    QVERIFY(escaped->isFoundIn(QString(longest + u'x')));
 }
 
 void TestIcuRegex::compile_caseSensitive_keepsLetterCase() {

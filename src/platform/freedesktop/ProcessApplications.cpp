@@ -106,7 +106,7 @@ std::optional<QString> byUnit(const QByteArray& process) {
     for (const QByteArray& line : contents(process + "/cgroup").split('\n')) {
         const QByteArrayList units = line.mid(line.indexOf('/') + 1).split('/');
         for (auto unit = units.crbegin(); unit != units.crend(); ++unit) {
-            const auto id = applicationOfUnit(*unit);
+            auto id = applicationOfUnit(*unit);
             if (id && isInstalled(*id))
                 return id;
         }
@@ -226,7 +226,7 @@ std::optional<QString> ProcessApplications::applicationOf(pid_t process) {
     for (int parents = 0; parents < kMostParents && id.toInt() > 1; ++parents) {
         const QByteArray folder = m_procFolder + '/' + id;
         if (!helpers().contains(nameOf(folder))) {
-            if (const auto application = ownApplication(folder))
+            if (auto application = ownApplication(folder))
                 return application;
         }
         id = parentOf(folder);

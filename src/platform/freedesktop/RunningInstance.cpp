@@ -26,7 +26,7 @@ QVariantMap platformData() {
     return data;
 }
 
-RunningInstance::Outcome call(QDBusConnection bus, const QString& method, const QVariantList& arguments) {
+RunningInstance::Outcome call(const QDBusConnection& bus, const QString& method, const QVariantList& arguments) {
     QDBusMessage message = QDBusMessage::createMethodCall(kBusName, kObjectPath, kApplicationInterface, method);
     message.setArguments(arguments);
     const QDBusMessage answer = bus.call(message, QDBus::Block, std::numeric_limits<int>::max());
@@ -48,12 +48,12 @@ std::optional<QString> asUtf8(const QByteArray& bytes) {
 
 } // namespace
 
-RunningInstance::Outcome RunningInstance::open(QDBusConnection bus, const QStringList& uris) {
-    return call(std::move(bus), QStringLiteral("Open"), {uris, platformData()});
+RunningInstance::Outcome RunningInstance::open(const QDBusConnection& bus, const QStringList& uris) {
+    return call(bus, QStringLiteral("Open"), {uris, platformData()});
 }
 
-RunningInstance::Outcome RunningInstance::activate(QDBusConnection bus) {
-    return call(std::move(bus), QStringLiteral("Activate"), {platformData()});
+RunningInstance::Outcome RunningInstance::activate(const QDBusConnection& bus) {
+    return call(bus, QStringLiteral("Activate"), {platformData()});
 }
 
 QStringList linksOfArguments(const QByteArrayList& arguments, const QByteArray& folder) {

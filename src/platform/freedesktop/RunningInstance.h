@@ -19,8 +19,8 @@ struct Refused {
 };
 using Outcome = std::variant<Answered, NotThere, Refused>;
 
-Outcome open(QDBusConnection bus, const QStringList& uris);
-Outcome activate(QDBusConnection bus);
+Outcome open(const QDBusConnection& bus, const QStringList& uris);
+Outcome activate(const QDBusConnection& bus);
 
 } // namespace RunningInstance
 

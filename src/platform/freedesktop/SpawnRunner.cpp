@@ -63,6 +63,7 @@ std::vector<std::string> childEnvironment(const LaunchContext& context, int wait
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts)
         result.push_back(text.data());
     result.push_back(nullptr);
