@@ -5,21 +5,24 @@ import shutil
 import unittest
 
 from harness.case import BROWSER, DesktopTest, main, qt_sender, sender
-from harness.processes import environment_of, wait_until
+from harness.processes import environment_of
 
-# Nothing in it that one of the toolkits would write in another way.
 LINK = "https://example.test/a%7Eb%2Fc?q=a+b&r=%41#part"
+# Nothing in it that QUrl writes in another way before the link leaves the sender.
+PLAIN_LINK = "https://example.test/a%2Fc?q=a+b&r=%20#part"
 
 
 class Senders(DesktopTest):
     """Each test opens two links: one with the program stopped, so that the link starts it, and one with it running."""
 
-    def opens(self, start, display=False, **options):
+    def opens(self, start, link=LINK, prepare=None, **options):
         """`start(desktop, link)` sends one link; what it returns, if anything, is a process to end afterwards."""
-        desktop = self.desktop(display=display, **options)
+        desktop = self.desktop(**options)
         desktop.write_settings(fallback=BROWSER)
+        if prepare:
+            prepare(desktop)
         self.assertIsNone(desktop.router_pid())
-        for count, link in enumerate((LINK, LINK + "2"), start=1):
+        for count, link in enumerate((link, link + "2"), start=1):
             process = start(desktop, link)
             launch = desktop.wait_for_launches(count)[-1]
             router = desktop.router_pid()
@@ -56,26 +59,29 @@ class Senders(DesktopTest):
 
     def test_application_on_qt(self):
         program = qt_sender()
-        self.opens(lambda desktop, link: desktop.spawn([program, link]), display=True)
+        self.opens(lambda desktop, link: desktop.spawn([program, link]), PLAIN_LINK, display=True)
 
     def test_xdg_open_without_desktop_environment(self):
-        self.opens_by_xdg_open(None)
+        self.opens_by_xdg_open({})
 
     def test_xdg_open_under_gnome(self):
-        self.opens_by_xdg_open("GNOME")
+        self.opens_by_xdg_open({"XDG_CURRENT_DESKTOP": "GNOME"})
 
+    @unittest.skipUnless(shutil.which("xfce4-mime-helper"), "package xfce4-settings is not installed")
     def test_xdg_open_under_xfce(self):
-        self.assertIsNotNone(shutil.which("exo-open"), "package exo-utils")
-        self.opens_by_xdg_open("XFCE")
+        # Through exo-open and the web browser that is chosen in XFCE's own settings; those use the Exec line.
+        self.opens_by_xdg_open({"XDG_CURRENT_DESKTOP": "XFCE"}, system_apps=True,
+                               prepare=lambda desktop: desktop.choose_as_xfce_does())
 
-    @unittest.skipUnless(shutil.which("kde-open5"), "xdg-open has no way to open a link under KDE without kde-cli-tools")
+    @unittest.skipUnless(shutil.which("kde-open5"), "package kde-cli-tools is not installed")
     def test_xdg_open_under_kde(self):
-        self.opens_by_xdg_open("KDE", KDE_FULL_SESSION="true", KDE_SESSION_VERSION="5")
+        self.opens_by_xdg_open({"XDG_CURRENT_DESKTOP": "KDE", "KDE_FULL_SESSION": "true", "KDE_SESSION_VERSION": "5"},
+                               system_apps=True)
 
-    def opens_by_xdg_open(self, name, **more):
+    def opens_by_xdg_open(self, environment, **options):
         # xdg-open hands a link to its handler only where it sees a display.
-        environment = {"XDG_CURRENT_DESKTOP": name, **more}
-        self.opens(lambda desktop, link: self.succeeds(desktop, ["xdg-open", link], environment), display=True)
+        self.opens(lambda desktop, link: self.succeeds(desktop, ["xdg-open", link], environment), display=True,
+                   **options)
 
 
 class Handover(DesktopTest):
@@ -96,7 +102,7 @@ class Handover(DesktopTest):
         desktop.write_settings(fallback=BROWSER)
         router = desktop.start_router()
         done = desktop.run([desktop.program])
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, b"", b""))
+        self.assertEqual(done.returncode, 0, done.stderr)
         self.assertEqual(desktop.router_pid(), router.pid)
         self.assertIsNone(router.poll())
 
@@ -160,8 +166,7 @@ class Handover(DesktopTest):
         entry = os.path.join(desktop.stage, "share", "applications", "com.qorbex.Vantorel.desktop")
         argv = ["/bin/sh", "-c", 'GIO_LAUNCHED_DESKTOP_FILE_PID=$$; export GIO_LAUNCHED_DESKTOP_FILE_PID; exec "$0"',
                 desktop.program]
-        desktop.spawn(argv, {"GIO_LAUNCHED_DESKTOP_FILE": entry})
-        wait_until(desktop.router_pid, "the program on the bus", detail=desktop.describe)
+        desktop.start_router(argv=argv, environment={"GIO_LAUNCHED_DESKTOP_FILE": entry})
         desktop.open_links(LINK)
         self.assert_lone_launch(desktop.wait_for_launches(1)[0], LINK, router_pid=desktop.router_pid())
 

@@ -4,7 +4,9 @@ import json
 import os
 import stat
 
-_RECORDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "recorder.py")
+_HERE = os.path.dirname(os.path.abspath(__file__))
+_RECORDER = os.path.join(_HERE, "recorder.py")
+_SERVICE = os.path.join(_HERE, "browser_service.py")
 
 
 class Launch:
@@ -47,9 +49,11 @@ def desktop_entry(**keys):
 
 
 def write_script(path, text):
+    """Writes an executable file and returns its path."""
     with open(path, "w", encoding="utf-8") as file:
         file.write(text)
     os.chmod(path, stat.S_IRWXU | stat.S_IRGRP | stat.S_IXGRP | stat.S_IROTH | stat.S_IXOTH)
+    return path
 
 
 def install_browser(folder, entries, browser_id, log, mode="exit", field="%u", extra=None):
@@ -70,3 +74,12 @@ def install_browser(folder, entries, browser_id, log, mode="exit", field="%u", e
     with open(os.path.join(entries, browser_id + ".desktop"), "w", encoding="utf-8") as file:
         file.write(desktop_entry(**keys))
     return program
+
+
+def install_activatable_browser(entries, services, browser_id, log):
+    """Installs a browser that is started by the bus and told its links by Open; its program takes no arguments."""
+    with open(os.path.join(entries, browser_id + ".desktop"), "w", encoding="utf-8") as file:
+        file.write(desktop_entry(Name=browser_id, Exec=_SERVICE, DBusActivatable="true",
+                                 MimeType="x-scheme-handler/http;x-scheme-handler/https;"))
+    with open(os.path.join(services, browser_id + ".service"), "w", encoding="utf-8") as file:
+        file.write(f"[D-BUS Service]\nName={browser_id}\nExec={_SERVICE} {browser_id} {log}\n")

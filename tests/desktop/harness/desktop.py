@@ -97,15 +97,17 @@ class PrivateDesktop:
             shutil.rmtree(self.root, ignore_errors=True)
 
     def _make_folders(self):
-        self.home = self._folder("home")
-        self.config = self._folder("config")
-        self.data = self._folder("data")
-        self.cache = self._folder("cache")
-        self.state = self._folder("state")
-        self.runtime = self._folder("run", 0o700)
-        self.programs = self._folder("programs")
-        self.logs = self._folder("logs", 0o777)
-        self.entries = self._folder("data/applications")
+        self.home = self.folder("home")
+        self.config = self.folder("config")
+        self.data = self.folder("data")
+        self.cache = self.folder("cache")
+        self.state = self.folder("state")
+        self.runtime = self.folder("run", 0o700)
+        self.programs = self.folder("programs")
+        self.logs = self.folder("logs", 0o777)
+        self.entries = self.folder("data/applications")
+        self.folder("data/dbus-1")
+        self.services = self.folder("data/dbus-1/services")
         os.symlink("/usr/share/mime", os.path.join(self.data, "mime"))
         self.log = browsers.BrowserLog(os.path.join(self.logs, "launches"))
         self.line_log = os.path.join(self.logs, "lines")
@@ -117,7 +119,7 @@ class PrivateDesktop:
             self.stage = os.path.join(self.root, "stage")
         share = os.path.join(self.stage, "share")
         if not self._wants_service:
-            share = self._folder("share")
+            share = self.folder("share")
             shutil.copytree(os.path.join(self.stage, "share", "applications"), os.path.join(share, "applications"))
         data_dirs = [share] + (["/usr/local/share", "/usr/share"] if self._system_apps else [])
 
@@ -132,7 +134,7 @@ class PrivateDesktop:
             "XDG_STATE_HOME": self.state,
             "XDG_RUNTIME_DIR": self.runtime,
             "XDG_DATA_DIRS": ":".join(data_dirs),
-            "XDG_CONFIG_DIRS": self._folder("etc"),
+            "XDG_CONFIG_DIRS": self.folder("etc"),
             "GSETTINGS_BACKEND": "memory",
             "NO_AT_BRIDGE": "1",
             MARKER: self.marker,
@@ -140,11 +142,9 @@ class PrivateDesktop:
         for name in _PASSED_ON:
             if name in os.environ:
                 self.environment[name] = os.environ[name]
-        types = "x-scheme-handler/http x-scheme-handler/https text/html".split()
-        lines = ["[Default Applications]"] + [f"{mime}={PROGRAM_ID}.desktop" for mime in types]
-        self.write(os.path.join(self.config, "mimeapps.list"), "\n".join(lines) + "\n")
+        self._choose_default(PROGRAM_ID)
 
-    def _folder(self, name, mode=0o755):
+    def folder(self, name, mode=0o755):
         path = os.path.join(self.root, name)
         os.makedirs(path, exist_ok=True)
         os.chmod(path, mode)
@@ -264,8 +264,13 @@ class PrivateDesktop:
         """Runs a program inside to its end and returns it with its output (bytes)."""
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("cwd", self.home)
-        return subprocess.run(self._as_user(argv), env=self.environment_with(environment), timeout=timeout,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False, **options)
+        # Files, not pipes: what the program leaves running may keep its output open.
+        with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
+            done = subprocess.run(self._as_user(argv), env=self.environment_with(environment), timeout=timeout,
+                                  stdout=output, stderr=errors, check=False, **options)
+            output.seek(0)
+            errors.seek(0)
+            return subprocess.CompletedProcess(done.args, done.returncode, output.read(), errors.read())
 
     def environment_with(self, changes):
         merged = dict(self.environment)
@@ -296,9 +301,27 @@ class PrivateDesktop:
         text = browsers.desktop_entry(**{"Name": app_id, "Exec": program, **keys})
         return self.write(os.path.join(self.entries, app_id + ".desktop"), text)
 
+    def choose_as_xfce_does(self):
+        """Makes the program the default browser as XFCE's own settings do it, by its command line."""
+        for folder in ("config/xfce4", "data/xfce4", "data/xfce4/helpers"):
+            self.folder(folder)
+        self.write(os.path.join(self.data, "xfce4/helpers/custom-WebBrowser.desktop"),
+                   "[Desktop Entry]\nNoDisplay=true\nVersion=1.0\nType=X-XFCE-Helper\nX-XFCE-Category=WebBrowser\n"
+                   f"X-XFCE-CommandsWithParameter={self.program} \"%s\"\nX-XFCE-Commands={self.program}\n"
+                   "Icon=vantorel\nName=vantorel\n")
+        self.write(os.path.join(self.config, "xfce4/helpers.rc"), "WebBrowser=custom-WebBrowser\n")
+        self._choose_default("xfce4-web-browser")
+
+    def _choose_default(self, app_id):
+        types = "x-scheme-handler/http x-scheme-handler/https text/html".split()
+        lines = ["[Default Applications]"] + [f"{mime}={app_id}.desktop" for mime in types]
+        self.write(os.path.join(self.config, "mimeapps.list"), "\n".join(lines) + "\n")
+
     def as_application(self, app_id, argv):
         """argv, to be started with the two variables that GIO gives to the process of an application."""
         entry = os.path.join(self.entries, app_id + ".desktop")
+        if not os.path.exists(entry) and self._system_apps:
+            entry = f"/usr/share/applications/{app_id}.desktop"
         script = ('GIO_LAUNCHED_DESKTOP_FILE=$0; GIO_LAUNCHED_DESKTOP_FILE_PID=$$; '
                   'export GIO_LAUNCHED_DESKTOP_FILE GIO_LAUNCHED_DESKTOP_FILE_PID; exec "$@"')
         return ["/bin/sh", "-c", script, entry] + list(argv)
@@ -347,15 +370,16 @@ class PrivateDesktop:
     def program(self):
         return os.path.join(self.stage, "bin", "vantorel")
 
-    def start_router(self, arguments=(), environment=None, wait=True, **options):
-        """Starts the program itself and waits until it answers on the bus."""
+    def start_router(self, arguments=(), environment=None, wait=True, argv=None, **options):
+        """Starts the program itself, or `argv` that becomes it, and waits until it answers on the bus."""
+        argv = argv or [self.program, *arguments]
         path = os.path.join(self.logs, f"router-{len(self._stderr_files)}")
         self._stderr_files.append(path)
         if "stderr" in options:
-            process = self.spawn([self.program, *arguments], environment, **options)
+            process = self.spawn(argv, environment, **options)
         else:
             with open(path, "ab") as log:
-                process = self.spawn([self.program, *arguments], environment, stdout=log, stderr=log, **options)
+                process = self.spawn(argv, environment, stdout=log, stderr=log, **options)
         if wait:
             wait_until(lambda: self.router_pid() is not None or process.poll() is not None,
                        "the program on the bus", detail=self.describe)
@@ -413,6 +437,12 @@ class PrivateDesktop:
         """Open of org.freedesktop.Application, straight from this process; returns after the reply."""
         data = {key: GLib.Variant("s", value) for key, value in (platform_data or {}).items()}
         self.call(APPLICATION, "Open", GLib.Variant("(asa{sv})", (list(links), data)), start=start)
+
+    def send_link(self, link):
+        """Sends Open to the running program and does not wait; nothing is started when there is none."""
+        self.connection.call(PROGRAM_ID, PROGRAM_PATH, APPLICATION, "Open", GLib.Variant("(asa{sv})", ([link], {})),
+                             None, Gio.DBusCallFlags.NO_AUTO_START, CALL_TIMEOUT_MS, None, None, None)
+        self.connection.flush_sync(None)
 
     def last_event(self):
         """(url, source applications, decision) of the last link that was routed; needs debug mode."""

@@ -35,7 +35,7 @@ record = {
     "parent": parent,
     "parent_command": read(f"/proc/{parent}/cmdline").hex(),
     "files": {name: target for name in os.listdir("/proc/self/fd") if (target := link(f"/proc/self/fd/{name}"))},
-    "folder": os.getcwd(),
+    "folder": link("/proc/self/cwd"),
 }
 descriptor = os.open(log, os.O_WRONLY | os.O_CREAT | os.O_APPEND | os.O_CLOEXEC, 0o644)
 os.write(descriptor, json.dumps(record).encode() + b"\n")

@@ -5,9 +5,7 @@ import os
 import struct
 
 IN_MODIFY = 0x2
-IN_CLOSE_WRITE = 0x8
 IN_MOVED_TO = 0x80
-IN_CREATE = 0x100
 
 _libc = ctypes.CDLL(None, use_errno=True)
 
@@ -19,7 +17,7 @@ class FolderWatch:
         self._descriptor = _libc.inotify_init1(os.O_NONBLOCK | os.O_CLOEXEC)
         if self._descriptor < 0:
             raise OSError(ctypes.get_errno(), "inotify_init1")
-        mask = IN_CLOSE_WRITE | IN_MOVED_TO
+        mask = IN_MODIFY | IN_MOVED_TO
         if _libc.inotify_add_watch(self._descriptor, os.fsencode(folder), mask) < 0:
             raise OSError(ctypes.get_errno(), "inotify_add_watch")
 
@@ -40,7 +38,7 @@ class FolderWatch:
                 found.append((mask, name))
 
     def writes_of(self, name):
-        """How many times the file was replaced by a rename, or written in place and closed."""
+        """How many times another file took this one's place, or bytes were written into it."""
         return sum(1 for _, written in self.events() if written == name)
 
     def close(self):
