@@ -1,12 +1,14 @@
 #!/usr/bin/python3
 """Whole-process time of vantorel-open against `gio launch` on the same desktop entry.
 
-usage: open_vs_gio.py PATH/OF/vantorel-open [PAIRS]
+usage: open_vs_gio.py PATH/OF/vantorel-open [--pairs PAIRS] [--json FILE]
 
 Runs both in turn, PAIRS times (100), for a browser that ends at once and for one that keeps running, on a private
 session bus with private folders, and prints the medians in milliseconds and their ratio.
 """
 
+import argparse
+import json
 import os
 import shutil
 import signal
@@ -82,12 +84,17 @@ def measure(root, number, script, opener, pairs):
     return [statistics.median(series) for series in times]
 
 
-def inside(root, opener, pairs):
+def inside(root, opener, pairs, report):
+    figures = {}
     print(f"{pairs} pairs; medians in ms\n")
     print("| browser | vantorel-open | gio launch | ratio |\n|---|---|---|---|")
     for number, (name, script) in enumerate(BROWSERS.items()):
         ours, theirs = measure(root, number, script, opener, pairs)
         print(f"| {name} | {ours:.2f} | {theirs:.2f} | 1/{theirs / ours:.1f} |", flush=True)
+        figures[name] = {"vantorel-open ms": ours, "gio launch ms": theirs, "ratio": ours / theirs}
+    if report:
+        with open(report, "w", encoding="utf-8") as file:
+            json.dump(figures, file, indent=2)
 
 
 def outside(arguments):
@@ -109,14 +116,16 @@ def outside(arguments):
 
 
 def main():
-    if len(sys.argv) not in (2, 3):
-        sys.exit(__doc__)
-    opener = os.path.abspath(sys.argv[1])
-    pairs = int(sys.argv[2]) if len(sys.argv) == 3 else 100
+    parser = argparse.ArgumentParser(usage=__doc__)
+    parser.add_argument("opener", type=os.path.abspath)
+    parser.add_argument("--pairs", type=int, default=100)
+    parser.add_argument("--json", type=os.path.abspath)
+    arguments = parser.parse_args()
     root = os.environ.get(INSIDE)
     if root is None:
-        return outside([opener, str(pairs)])
-    inside(root, opener, pairs)
+        report = ["--json", arguments.json] if arguments.json else []
+        return outside([arguments.opener, "--pairs", str(arguments.pairs), *report])
+    inside(root, arguments.opener, arguments.pairs, arguments.json)
     return 0
 
 

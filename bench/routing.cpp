@@ -33,7 +33,8 @@ QList<Rule> makeRules(qsizetype count) {
         case 2:
         case 3:
             rule.matchType = Rule::MatchType::contains;
-            rule.pattern = word(i) + QStringLiteral(", /") + word(i + 1) + QStringLiteral("/page, ") + word(i + 2) + QStringLiteral("?q=");
+            rule.pattern = word(i) + QStringLiteral(", /") + word(i + 1) + QStringLiteral("/page, ") + word(i + 2)
+                + QStringLiteral("?q=");
             break;
         case 4:
         case 5:
@@ -48,7 +49,8 @@ QList<Rule> makeRules(qsizetype count) {
             break;
         default:
             rule.matchType = Rule::MatchType::regex;
-            rule.pattern = QStringLiteral("^https?://([a-z]+\\.)*") + word(i).replace(u'.', QStringLiteral("\\.")) + QStringLiteral("/");
+            rule.pattern = QStringLiteral("^https?://([a-z]+\\.)*") + word(i).replace(u'.', QStringLiteral("\\."))
+                + QStringLiteral("/");
         }
         rules.append(rule);
     }

@@ -15,13 +15,13 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDir>
-#include <QFileInfo>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -45,10 +45,14 @@ void mendInheritedState() {
         std::signal(signal, SIG_IGN);
 }
 
-// Without an address the bus library would start a bus of its own that no other program is on.
+// Without an address, and without the user's own socket in its usual place, the bus library would start a bus of its
+// own that no other program is on.
 bool hasSessionBus() {
-    return !qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")
-        || QFileInfo::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus"));
+    if (!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+        return true;
+    struct stat status { };
+    const QByteArray socket = qgetenv("XDG_RUNTIME_DIR") + "/bus";
+    return stat(socket.constData(), &status) == 0 && S_ISSOCK(status.st_mode) && status.st_uid == geteuid();
 }
 
 bool hasDisplay() {

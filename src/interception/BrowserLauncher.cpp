@@ -39,7 +39,8 @@ void open(const Link& url, const QString& bundleID, const AppCatalog& catalog, P
         return;
     }
     const QString& link = url.absoluteString();
-    const QByteArray program = QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/vantorel-open"));
+    const QByteArray program =
+        QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/vantorel-open"));
     const auto failure =
         runner.start(program, {"-b", bundleID.toUtf8(), link.toLatin1()},
                      [link, bundleID](const ProcessRunner::Exit& exit) { logExit(link, bundleID, exit); });

@@ -27,7 +27,7 @@ using std::chrono::nanoseconds;
 
 // A script that gives up needs one or two milliseconds of CPU time to do so, however long it has to wait for them
 // on a busy computer; a browser goes on for much longer.
-constexpr nanoseconds kEnoughWork = milliseconds(4);
+constexpr nanoseconds kEnoughWork = milliseconds(3);
 constexpr nanoseconds kLongestWatch = milliseconds(100);
 constexpr nanoseconds kInterval = microseconds(150);
 // Asleep once may be a short wait for a file or a lock.

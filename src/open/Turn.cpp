@@ -18,7 +18,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* kVariable = "VANTOREL_TURN";
-constexpr std::chrono::milliseconds kLongestWait{1000};
+
+// A burst of a thousand links keeps the last of them waiting for many seconds on a slow machine. One turn takes a tenth
+// of a second at most, unless something is badly stuck.
+constexpr std::chrono::milliseconds kLongestWait{60'000};
+constexpr std::chrono::milliseconds kLongestTurn{2'000};
 
 bool readNumber(std::string_view text, int& number) {
     const auto* end = text.data() + text.size();
@@ -74,7 +78,18 @@ Turn::~Turn() {
 }
 
 void Turn::await() {
-    const auto deadline = Clock::now() + kLongestWait;
+    awaitEvent(kLongestWait);
+    awaitEvent(kLongestTurn);
+    closeAndForget(m_wait);
+    if (m_done >= 0) {
+        const char byte = 0;
+        [[maybe_unused]] const auto written = write(m_done, &byte, 1);
+    }
+}
+
+// Waits for a byte, or for the end, after which there is nothing to wait for any more.
+void Turn::awaitEvent(std::chrono::milliseconds most) {
+    const auto deadline = Clock::now() + most;
     while (m_wait >= 0) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
         pollfd end{m_wait, POLLIN, 0};
@@ -82,11 +97,11 @@ void Turn::await() {
         if (count < 0) {
             continue;
         }
-        // Nothing is meant to be written, but bytes must not be mistaken for the end.
         char byte = 0;
-        if (count == 0 || read(m_wait, &byte, 1) <= 0) {
+        if (count > 0 && read(m_wait, &byte, 1) <= 0) {
             closeAndForget(m_wait);
         }
+        return;
     }
 }
 

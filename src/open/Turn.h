@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string_view>
 
 namespace vantorel {
@@ -8,6 +9,7 @@ namespace vantorel {
 ///
 /// VANTOREL_TURN holds two file descriptors, "W,D": the process waits until the pipe W hangs up, and the end of pipe D
 /// that it holds tells the next one to go on when it is closed, at the latest when this process exits. W may be -1.
+/// One byte in a pipe says that its writer's turn has come: from then on it may only take so long.
 /// Without the variable, or when it is malformed, there is nothing to wait for and no one to tell.
 class Turn {
 public:
@@ -18,12 +20,15 @@ public:
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
 
-    /// Blocks until those before are done, at most for a second in all.
+    /// Blocks until those before are done, however many there are: for two seconds after the turn of the one before has
+    /// come, and for a minute at most.
     void await();
     /// Lets the next one go on.
     void pass();
 
 private:
+    void awaitEvent(std::chrono::milliseconds most);
+
     int m_wait = -1;
     int m_done = -1;
 };

@@ -19,7 +19,7 @@ public:
     void setBoolean(QLatin1String key, bool value) override { m_values.insert(key, value); }
     void remove(QLatin1String key) override { m_values.remove(key); }
     void write() override { }
-    void keepDamaged(QLatin1String) override { }
+    bool keepDamaged(QLatin1String) override { return true; }
 
 protected:
     QHash<QString, QVariant> m_values;

@@ -28,8 +28,9 @@ public:
     /// made up for by the next one; the values in memory hold meanwhile.
     virtual void write() = 0;
 
-    /// Puts what is stored under the key aside, where a person can find it, replacing what was put aside before.
-    virtual void keepDamaged(QLatin1String key) = 0;
+    /// Puts what is stored under the key aside, where a person can find it, replacing what was put aside before. False
+    /// when that failed, and what was put aside before is still there.
+    virtual bool keepDamaged(QLatin1String key) = 0;
 };
 
 } // namespace vantorel

@@ -76,7 +76,8 @@ void IcuRegex::Close::operator()(URegularExpression* regex) const {
 }
 
 IcuRegex::IcuRegex(Handle regex, bool hasBackReference)
-    : m_regex(std::move(regex)), m_hasBackReference(hasBackReference) { }
+    : m_regex(std::move(regex))
+    , m_hasBackReference(hasBackReference) { }
 
 std::variant<IcuRegex, RegexError> IcuRegex::compile(QStringView expression, CaseSensitivity caseSensitivity) {
     UErrorCode error = U_ZERO_ERROR;

@@ -55,9 +55,7 @@ QString escaped(QStringView text) {
 class ObjectWriter {
 public:
     void string(QLatin1String key, QStringView value) { raw(key, u'"' + escaped(value) + u'"'); }
-    void boolean(QLatin1String key, bool value) {
-        raw(key, value ? QStringLiteral("true") : QStringLiteral("false"));
-    }
+    void boolean(QLatin1String key, bool value) { raw(key, value ? QStringLiteral("true") : QStringLiteral("false")); }
     QByteArray finish() const { return (u'{' + m_text + u'}').toUtf8(); }
 
 private:

@@ -112,10 +112,10 @@ void RulesStore::scheduleSave() {
 }
 
 void RulesStore::performSave() {
-    if (m_storedRulesAreDamaged) {
-        m_defaults.keepDamaged(kRulesKey);
-        m_storedRulesAreDamaged = false;
-    }
+    // Where not even a copy can be made, the damaged list is still all that there is of the user's rules.
+    m_storedRulesAreDamaged = m_storedRulesAreDamaged && !m_defaults.keepDamaged(kRulesKey);
+    if (m_storedRulesAreDamaged)
+        return;
     m_defaults.setData(kRulesKey, encodeRules(m_rules));
     m_defaults.setString(kFallbackKey, m_fallbackBrowserID);
     m_defaults.setBoolean(kDebugModeKey, m_debugModeEnabled);

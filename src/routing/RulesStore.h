@@ -56,7 +56,8 @@ public:
 
     void scheduleSave();
 
-    /// Writes all four values at once. Failures are not reported; the next save writes everything again.
+    /// Writes all four values at once. Failures are not reported; the next save writes everything again. As long as a
+    /// damaged list cannot be put aside, nothing is written over it.
     void performSave();
 
     /// For termination: drops a pending debounced save, saves at once, and ignores `scheduleSave()` from then on.

@@ -463,7 +463,7 @@ class FailedWrites(DesktopTest):
 
     def assert_rules_are_carried_over(self, desktop, old):
         self.assertEqual(settings.stored_rules(self.stored(desktop)), settings.stored_rules(old, settings.OLD_RULES))
-        self.assertNotIn(settings.OLD_RULES, settings.parse(self.stored(desktop)), "what the failed write was to remove")
+        self.assertNotIn(settings.OLD_RULES, settings.parse(self.stored(desktop)))
 
     def test_read_only_file(self):
         old = settings.ini(rules=[rule(BROWSER, "example.test")], fallback=OTHER_BROWSER)
@@ -495,7 +495,7 @@ class FailedWrites(DesktopTest):
         self.assertEqual(sorted(os.listdir(desktop.config)), before)
 
     def limited(self, old, size=0):
-        """A running program whose files may not grow beyond `size`; the browsers, which inherit that, lift it for themselves."""
+        """A running program whose files may not grow beyond `size`; browsers, which inherit that, lift it again."""
         desktop = self.prepared(old)
         for browser in (BROWSER, OTHER_BROWSER):
             program = os.path.join(desktop.programs, browser)
@@ -599,7 +599,6 @@ class KilledWithManyRules(DesktopTest):
             desktop.add_browser(browser, mode="line")
         states = {old: "old"}
         outcomes = dict.fromkeys(("old", "both lists", "new"), 0)
-        litter = []
         before = set(os.listdir(desktop.config)) | {settings.FILE_NAME}
         seed = random.SystemRandom().randrange(1 << 32)
         source = random.Random(seed)
@@ -608,16 +607,23 @@ class KilledWithManyRules(DesktopTest):
             desktop.write(desktop.settings_file, old)
             router = desktop.start_router()
             desktop.send_link(LINK)
-            time.sleep(source.uniform(0, duration * 1.2))  # the moment of the kill is random on purpose
+            if turn % 4:
+                # The save has begun: its files are there beside the settings.
+                known = set(os.listdir(desktop.config))
+                inode = os.stat(desktop.settings_file).st_ino
+                wait_until(lambda: set(os.listdir(desktop.config)) != known
+                           or os.stat(desktop.settings_file).st_ino != inode, "the save to begin")
+                time.sleep(source.uniform(0, 0.06))
+            else:
+                time.sleep(source.uniform(0, duration))
             router.kill()
             router.wait()
             stored = processes.read_bytes(desktop.settings_file)
             if stored not in states:
                 states[stored] = self.complete_state(stored, document, f"seed {seed}, turn {turn}")
             outcomes[states[stored]] += 1
-            litter.append(len(set(os.listdir(desktop.config)) - before))
         left = sorted(set(os.listdir(desktop.config)) - before)
-        print(f"kills within {duration * 1200:.0f} ms: {outcomes}; {len(left)} other files left: {left[:3]}", flush=True)
+        print(f"{self.ROUNDS} kills: {outcomes}; {len(left)} other files left: {left[:3]}", flush=True)
         for content, state in states.items():
             with self.subTest(state=state):
                 desktop.write(desktop.settings_file, content)

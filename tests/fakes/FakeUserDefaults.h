@@ -10,6 +10,7 @@ namespace vantorel {
 class FakeUserDefaults : public MemoryUserDefaults {
 public:
     QStringList log;
+    bool canKeepDamaged = true;
 
     qsizetype writes() const { return log.count(QStringLiteral("write")); }
 
@@ -30,7 +31,10 @@ public:
         MemoryUserDefaults::remove(key);
     }
     void write() override { log.append(QStringLiteral("write")); }
-    void keepDamaged(QLatin1String key) override { log.append(QStringLiteral("keep ") + key); }
+    bool keepDamaged(QLatin1String key) override {
+        log.append(QStringLiteral("keep ") + key);
+        return canKeepDamaged;
+    }
 };
 
 } // namespace vantorel

@@ -158,7 +158,14 @@ void Pipe::close(int end) {
 
 bool Pipe::hungUp(int milliseconds) const {
     pollfd end{m_ends[0], POLLIN, 0};
-    return poll(&end, 1, milliseconds) == 1 && (end.revents & POLLHUP) != 0;
+    while (poll(&end, 1, milliseconds) == 1) {
+        // The byte that tells of a turn comes before the end.
+        char byte = 0;
+        if (read(m_ends[0], &byte, 1) <= 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 Sandbox::Sandbox() {

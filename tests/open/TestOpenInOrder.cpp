@@ -2,6 +2,9 @@
 
 #include <QTest>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr int kPatienceMilliseconds = 60000;
@@ -23,7 +26,7 @@ class TestOpenInOrder : public QObject {
 private Q_SLOTS:
     void manyAtOnce_startInOrder();
     void waitsForTheOneBefore();
-    void waitsNotForEver();
+    void waitsNotForEver_onceTheOneBeforeHasItsTurn();
     void tellsTheNextWhenDone_thoughTheBrowserStays();
     void failure_doesNotOvertake();
     void malformedTurn_isIgnored_data();
@@ -74,14 +77,18 @@ void TestOpenInOrder::waitsForTheOneBefore() {
     QCOMPARE(box.argumentsOf("web"), QByteArrayList{"x:y"});
 }
 
-void TestOpenInOrder::waitsNotForEver() {
+void TestOpenInOrder::waitsNotForEver_onceTheOneBeforeHasItsTurn() {
     Sandbox box;
     box.addApplication("web");
     const Pipe before;
     const Pipe done;
+    QCOMPARE(write(before.writeEnd(), "", 1), 1);
     box.environment["VANTOREL_TURN"] = turn(before.readEnd(), done.writeEnd());
     QCOMPARE(box.start("web", "x:y", {before.readEnd(), done.writeEnd()}).finish().status, 0);
     QCOMPARE(box.argumentsOf("web"), QByteArrayList{"x:y"});
+    char byte = 1;
+    QCOMPARE(read(done.readEnd(), &byte, 1), 1); // its own turn has come
+    QCOMPARE(byte, 0);
 }
 
 void TestOpenInOrder::tellsTheNextWhenDone_thoughTheBrowserStays() {
@@ -131,10 +138,16 @@ void TestOpenInOrder::malformedTurn_isIgnored() {
 void TestOpenInOrder::turnThatIsNoPipe_isIgnored() {
     Sandbox box;
     box.addApplication("web");
-    QFile file(QString::fromUtf8(box.path("bin/web")));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    box.environment["VANTOREL_TURN"] = turn(-1, file.handle());
-    QCOMPARE(box.start("web", "x:y", {file.handle()}).finish().status, 0);
+    const Pipe done;
+    const int file = open(box.path("bin/web").constData(), O_RDONLY | O_CLOEXEC);
+    QVERIFY(file >= 0);
+    box.environment["VANTOREL_TURN"] = turn(file, done.writeEnd());
+    const auto outcome = box.start("web", "x:y", {file, done.writeEnd()}).finish();
+    // The position is shared: it would have moved had anybody read there.
+    const auto position = lseek(file, 0, SEEK_CUR);
+    close(file);
+    QCOMPARE(outcome.status, 0);
+    QCOMPARE(position, 0);
     QCOMPARE(box.argumentsOf("web"), QByteArrayList{"x:y"});
 }
 

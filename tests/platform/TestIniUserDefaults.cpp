@@ -192,7 +192,8 @@ void TestIniUserDefaults::cutAnywhere_isReadWithoutACrash_andMayBeSavedOver() {
         IniUserDefaults defaults(path());
         defaults.setString(kText, "saved");
         defaults.write();
-        QCOMPARE(IniUserDefaults(path()).string(kText), std::optional(QString("saved")));
+        // QSettings would not read again a file that it knows with the same size and time.
+        QVERIFY2(contents().contains("com.example.a.text=saved\n"), whole.left(size).constData());
     }
 }
 

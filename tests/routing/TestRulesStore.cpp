@@ -21,6 +21,7 @@ private Q_SLOTS:
     void load_damagedList_ignoresTheOlderOne_andKeepsOtherSettings();
     void load_damagedOlderList_leavesItAlone();
     void performSave_putsDamagedBytesAsideFirst_once();
+    void performSave_withoutRoomForTheDamagedBytes_writesNothingYet();
     void performSave_writesAllFourValues();
     void scheduleSave_burst_savesOnceAfterTheLast();
     void scheduleSave_atTheRealInterval();
@@ -153,12 +154,27 @@ void TestRulesStore::performSave_putsDamagedBytesAsideFirst_once() {
     QCOMPARE(defaults.data(kRules), std::optional(QByteArray("[]")));
 }
 
+void TestRulesStore::performSave_withoutRoomForTheDamagedBytes_writesNothingYet() {
+    FakeUserDefaults defaults;
+    defaults.setData(kRules, "damaged");
+    defaults.canKeepDamaged = false;
+    RulesStore store(defaults);
+    store.performSave();
+    QCOMPARE(defaults.writes(), 0);
+    QCOMPARE(defaults.data(kRules), std::optional(QByteArray("damaged")));
+    defaults.canKeepDamaged = true;
+    store.performSave();
+    QCOMPARE(defaults.writes(), 1);
+    QCOMPARE(defaults.data(kRules), std::optional(QByteArray("[]")));
+}
+
 void TestRulesStore::performSave_writesAllFourValues() {
     FakeUserDefaults defaults;
     RulesStore store(defaults);
     store.performSave();
     QCOMPARE(defaults.log,
-             (QStringList{QStringLiteral("set ") + kRules, QStringLiteral("set ") + kFallback, QStringLiteral("set ") + kDebugMode, QStringLiteral("set ") + kShowTips,
+             (QStringList{QStringLiteral("set ") + kRules, QStringLiteral("set ") + kFallback,
+                          QStringLiteral("set ") + kDebugMode, QStringLiteral("set ") + kShowTips,
                           QStringLiteral("write")}));
     QCOMPARE(defaults.string(kFallback), std::optional(QString("")));
 }

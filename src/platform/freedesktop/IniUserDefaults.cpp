@@ -2,8 +2,11 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSettings>
+
+#include <cstdio>
+
+#include <unistd.h>
 
 namespace vantorel {
 
@@ -16,9 +19,20 @@ QByteArray contents(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
+// Puts a file that is on the disk in the place of another one, behind a symbolic link where there is one.
+bool takePlace(const QString& fresh, const QString& file) {
+    QFile written(fresh);
+    if (!written.open(QIODevice::ReadWrite) || fsync(written.handle()) != 0)
+        return false;
+    const QString target = QFileInfo::exists(file) ? QFileInfo(file).canonicalFilePath() : file;
+    return std::rename(QFile::encodeName(fresh).constData(), QFile::encodeName(target).constData()) == 0;
+}
+
 } // namespace
 
 IniUserDefaults::IniUserDefaults(const QString& file) : m_file(file) {
+    if (isUnreadable())
+        return;
     const QSettings settings(file, QSettings::IniFormat);
     for (const QString& key : settings.allKeys())
         m_values.insert(key, settings.value(key));
@@ -49,8 +63,10 @@ std::optional<QString> IniUserDefaults::problem() const {
     return std::nullopt;
 }
 
+// Opening what is no file could wait for ever.
 bool IniUserDefaults::isUnreadable() const {
-    return QFileInfo::exists(m_file) && !QFile(m_file).open(QIODevice::ReadOnly);
+    const QFileInfo file(m_file);
+    return file.exists() && (!file.isFile() || !QFile(m_file).open(QIODevice::ReadOnly));
 }
 
 void IniUserDefaults::remove(QLatin1String key) {
@@ -58,35 +74,62 @@ void IniUserDefaults::remove(QLatin1String key) {
     m_removed.append(key);
 }
 
-// QSettings puts the new file in the old one's place by renaming, and keeps keys of the file that it was not given.
 void IniUserDefaults::write() {
     if (isUnreadable())
         return;
-    if (m_formIsDamaged) {
-        keep(contents(m_file));
-        m_formIsDamaged = false;
-    }
-    QSettings settings(m_file, QSettings::IniFormat);
-    for (const QString& key : std::as_const(m_removed))
-        settings.remove(key);
-    for (auto value = m_values.cbegin(); value != m_values.cend(); ++value)
-        settings.setValue(value.key(), value.value());
-    settings.sync();
-    if (settings.status() == QSettings::NoError)
+    if (m_formIsDamaged && !keep(contents(m_file)))
+        return;
+    m_formIsDamaged = false;
+    const QString fresh = m_file + QStringLiteral(".new");
+    QFile::remove(fresh);
+    // What a kill left behind; QSettings would wait half a minute for a lock that names no process.
+    QFile::remove(fresh + QStringLiteral(".lock"));
+    if (writeTo(fresh) && takePlace(fresh, m_file))
         m_removed.clear();
+    else
+        QFile::remove(fresh);
 }
 
-void IniUserDefaults::keepDamaged(QLatin1String key) {
-    const int type = m_values.value(key).typeId();
-    keep(type == QMetaType::QByteArray || type == QMetaType::QString ? *data(key) : contents(m_file));
-}
-
-void IniUserDefaults::keep(const QByteArray& bytes) const {
-    QSaveFile file(m_file + QStringLiteral(".damaged"));
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(bytes);
-        file.commit();
+// QSettings reports neither a short write nor a failed flush, so that only the file itself tells whether it is whole.
+// It is read under another name, because QSettings remembers what it wrote under this one.
+bool IniUserDefaults::writeTo(const QString& file) const {
+    if (QFile::exists(m_file) && !QFile::copy(m_file, file)) // for the keys that are not ours
+        return false;
+    {
+        QSettings settings(file, QSettings::IniFormat);
+        for (const QString& key : m_removed)
+            settings.remove(key);
+        for (auto value = m_values.cbegin(); value != m_values.cend(); ++value)
+            settings.setValue(value.key(), value.value());
     }
+    const QString check = file + QStringLiteral(".check");
+    QFile::remove(check);
+    if (!QFile::rename(file, check))
+        return false;
+    const QSettings settings(check, QSettings::IniFormat);
+    bool isWhole = settings.status() == QSettings::NoError;
+    for (auto value = m_values.cbegin(); value != m_values.cend(); ++value)
+        isWhole = isWhole && settings.value(value.key()).toByteArray() == value->toByteArray();
+    return QFile::rename(check, file) && isWhole;
+}
+
+bool IniUserDefaults::keepDamaged(QLatin1String key) {
+    const QVariant value = m_values.value(key);
+    const bool hasBytes = value.typeId() == QMetaType::QByteArray
+        || (value.typeId() == QMetaType::QString && !value.toString().startsWith(QStringLiteral("@ByteArray(")));
+    return keep(hasBytes ? value.toByteArray() : contents(m_file));
+}
+
+bool IniUserDefaults::keep(const QByteArray& bytes) const {
+    const QString kept = m_file + QStringLiteral(".damaged");
+    const QString fresh = kept + QStringLiteral(".new");
+    QFile file(fresh);
+    const bool isWhole = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush();
+    file.close();
+    if (isWhole && contents(fresh) == bytes && takePlace(fresh, kept))
+        return true;
+    QFile::remove(fresh);
+    return false;
 }
 
 } // namespace vantorel

@@ -6,8 +6,9 @@ namespace vantorel {
 
 /// The defaults database as one INI file, read once and written through QSettings.
 ///
-/// A write goes to a new file that then takes the old one's place, so that a kill or a full disk leaves one of the two
-/// whole. A file that is there but cannot be read is never replaced.
+/// A write goes to a new file (the file's name with ".new" added), which takes the old one's place once it has been
+/// read back and holds everything: a kill or a full disk leaves one of the two whole. What is there but is no file, or
+/// cannot be read, is neither opened nor replaced.
 class IniUserDefaults : public MemoryUserDefaults {
 public:
     explicit IniUserDefaults(const QString& file);
@@ -25,11 +26,12 @@ public:
 
     /// Copies the bytes of the value to the file's name with ".damaged" added; the whole file where the value has no
     /// bytes of its own because the INI form around it is damaged.
-    void keepDamaged(QLatin1String key) override;
+    bool keepDamaged(QLatin1String key) override;
 
 private:
     bool isUnreadable() const;
-    void keep(const QByteArray& bytes) const;
+    bool writeTo(const QString& file) const;
+    bool keep(const QByteArray& bytes) const;
 
     QString m_file;
     bool m_formIsDamaged = false;

@@ -34,8 +34,14 @@ TerminationSignals::TerminationSignals() {
     struct sigaction action { };
     action.sa_handler = onSignal;
     action.sa_flags = SA_RESTART;
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+    sigset_t handled;
+    sigemptyset(&handled);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         sigaction(signal, &action, nullptr);
+        sigaddset(&handled, signal);
+    }
+    // Whoever started the program may have blocked them.
+    pthread_sigmask(SIG_UNBLOCK, &handled, nullptr);
 }
 
 } // namespace vantorel
