@@ -21,8 +21,8 @@ constexpr const char* kVariable = "VANTOREL_TURN";
 
 // A burst of a thousand links keeps the last of them waiting for many seconds on a slow machine. One turn takes a tenth
 // of a second at most, unless something is badly stuck.
-constexpr std::chrono::milliseconds kLongestWait{60'000};
-constexpr std::chrono::milliseconds kLongestTurn{2'000};
+constexpr std::chrono::milliseconds kLongestWait{300'000};
+constexpr std::chrono::milliseconds kLongestTurn{15'000};
 
 bool readNumber(std::string_view text, int& number) {
     const auto* end = text.data() + text.size();

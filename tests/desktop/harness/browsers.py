@@ -2,6 +2,7 @@
 
 import json
 import os
+import shutil
 import stat
 
 _HERE = os.path.dirname(os.path.abspath(__file__))
@@ -66,7 +67,10 @@ def install_browser(folder, entries, browser_id, log, mode="exit", field="%u", e
     if mode == "line":
         text = f"#!/bin/sh\nprintf '%s %s\\n' $$ \"$1\" >>'{log}'\n"
     else:
-        text = f"#!/bin/sh\nexec /usr/bin/python3 -IS '{_RECORDER}' '{log}' {browser_id} {mode} \"$@\"\n"
+        # A copy: the desktop's user need not be able to read this source tree.
+        recorder = shutil.copy(_RECORDER, folder)
+        os.chmod(recorder, 0o755)
+        text = f"#!/bin/sh\nexec /usr/bin/python3 -IS '{recorder}' '{log}' {browser_id} {mode} \"$@\"\n"
     write_script(program, text)
     keys = {"Name": browser_id, "Exec": f"{program} {field}".strip(),
             "MimeType": "x-scheme-handler/http;x-scheme-handler/https;text/html;"}
