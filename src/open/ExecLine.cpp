@@ -32,7 +32,7 @@ constexpr std::string_view kLinkCodes = "uUfF";
 constexpr std::string_view kDeprecatedCodes = "dDnNvm";
 
 // An argument such as the last one of `sh -c "browser %u"` is a program text: no quoting of the link would be safe
-// in all of them. The specification leaves field codes within quotes undefined, so none of these has to work.
+// in all of them. The Desktop Entry Specification leaves field codes within quotes undefined: none of these must work.
 constexpr std::string_view kCommandText = " \t\n\"'`$;|";
 
 /// Expands the arguments of one entry for one link.
