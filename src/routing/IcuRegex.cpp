@@ -13,7 +13,7 @@ using Clock = std::chrono::steady_clock;
 // Together with what passes between two of ICU's checks, a search stays below a tenth of a second: measured with the
 // expressions of TestIcuRegex on texts up to the length below, and up to a million units without a back-reference.
 constexpr auto kTimeLimit = std::chrono::milliseconds(50);
-constexpr qsizetype kLongestForBackReference = 8192;
+constexpr qsizetype kLongestForBackReference = 4096;
 
 // A search that ends quickly should not pay for reading the clock at each start in the text.
 constexpr int kStartsBetweenClockReads = 64;

@@ -27,7 +27,7 @@ public:
     /// Whether the expression matches anywhere in the text. A search takes at most a tenth of a second: it is given up
     /// at ICU's first check after 50 ms (every 10,000 steps back, and at every new start in the text), and at once when
     /// it outgrows ICU's own limit on its stack (8 MB). A step back over a back-reference costs as much as the text is
-    /// long, so that an expression with one is not searched for in a text of more than 8,192 UTF-16 units. All these
+    /// long, so that an expression with one is not searched for in a text of more than 4,096 UTF-16 units. All these
     /// count as no match.
     bool isFoundIn(QStringView text);
 

@@ -88,13 +88,13 @@ void TestIcuRegex::isFoundIn_hostileExpression_isGivenUp() {
     QFETCH(QString, expression);
     auto regex = compiled(expression);
     QVERIFY(regex);
-    for (const qsizetype length : {3'000, 8'000, 1'000'000})
+    for (const qsizetype length : {3'000, 4'000, 1'000'000})
         QVERIFY(!regex->isFoundIn(QString(QString(length, u'a') + u'!')));
     QVERIFY(!regex->isFoundIn(u"!")); // the next search is not affected
 }
 
 void TestIcuRegex::isFoundIn_backReference_isNotSearchedForInVeryLongTexts() {
-    const QString longest = QString(8190, u'x') + QStringLiteral("aa");
+    const QString longest = QString(4094, u'x') + QStringLiteral("aa");
     for (const char* const expression : {"(a)\\1", "(?<n>a)\\k<n>"}) {
         auto regex = compiled(expression);
         QVERIFY(regex);
