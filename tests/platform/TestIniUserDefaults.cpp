@@ -23,6 +23,7 @@ private Q_SLOTS:
     void write_makesTheFolder();
     void write_folderInPlaceOfTheFile_fails_thenSucceedsOnceItIsGone();
     void write_replacesTheFileAndNeverWritesIntoIt();
+    void write_behindASymbolicLink_keepsTheLink();
     void write_unreadableFile_isLeftAlone();
     void problem_isToldInWords();
     void cutAnywhere_isReadWithoutACrash_andMayBeSavedOver();
@@ -155,6 +156,25 @@ void TestIniUserDefaults::write_replacesTheFileAndNeverWritesIntoIt() {
     defaults.write();
     QVERIFY(contents().contains("=new"));
     QCOMPARE(old.readAll(), QByteArray("[General]\ncom.example.a.text=old\n"));
+}
+
+// /dev/shm is a file system of its own on most machines; where it is not, the link still has to stay one.
+void TestIniUserDefaults::write_behindASymbolicLink_keepsTheLink() {
+    const QTemporaryDir elsewhere("/dev/shm/settings-XXXXXX");
+    QVERIFY(elsewhere.isValid());
+    QFile target(elsewhere.filePath("target.ini"));
+    QVERIFY(target.open(QIODevice::WriteOnly));
+    target.write("[General]\ncom.example.a.text=old\n");
+    target.close();
+    QVERIFY(QFile::link(target.fileName(), path()));
+    IniUserDefaults defaults(path());
+    defaults.setString(kText, "new");
+    defaults.write();
+    QVERIFY(QFileInfo(path()).isSymLink());
+    QVERIFY(contents().contains("=new"));
+    QVERIFY(target.open(QIODevice::ReadOnly));
+    QVERIFY(target.readAll().contains("=new"));
+    QCOMPARE(QDir(elsewhere.path()).entryList(QDir::Files), QStringList{"target.ini"});
 }
 
 void TestIniUserDefaults::write_unreadableFile_isLeftAlone() {

@@ -19,13 +19,12 @@ QByteArray contents(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// Puts a file that is on the disk in the place of another one, behind a symbolic link where there is one.
+// Puts a file in the place of another one of the same folder, once it is on the disk.
 bool takePlace(const QString& fresh, const QString& file) {
     QFile written(fresh);
     if (!written.open(QIODevice::ReadWrite) || fsync(written.handle()) != 0)
         return false;
-    const QString target = QFileInfo::exists(file) ? QFileInfo(file).canonicalFilePath() : file;
-    return std::rename(QFile::encodeName(fresh).constData(), QFile::encodeName(target).constData()) == 0;
+    return std::rename(QFile::encodeName(fresh).constData(), QFile::encodeName(file).constData()) == 0;
 }
 
 } // namespace
@@ -80,11 +79,13 @@ void IniUserDefaults::write() {
     if (m_formIsDamaged && !keep(contents(m_file)))
         return;
     m_formIsDamaged = false;
-    const QString fresh = m_file + QStringLiteral(".new");
+    // Behind a symbolic link, and in that folder: no file can be renamed to another file system.
+    const QString target = QFileInfo::exists(m_file) ? QFileInfo(m_file).canonicalFilePath() : m_file;
+    const QString fresh = target + QStringLiteral(".new");
     QFile::remove(fresh);
     // What a kill left behind; QSettings would wait half a minute for a lock that names no process.
     QFile::remove(fresh + QStringLiteral(".lock"));
-    if (writeTo(fresh) && takePlace(fresh, m_file))
+    if (writeTo(fresh) && takePlace(fresh, target))
         m_removed.clear();
     else
         QFile::remove(fresh);
