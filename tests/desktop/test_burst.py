@@ -164,7 +164,7 @@ class WholeBurst(DesktopTest):
     difference = Burst.difference
     SENDERS, EACH = 8, 125
 
-    def send_all(self, desktop, how, in_order=True):
+    def send_all(self, desktop, how):
         started = []
         for number in range(self.SENDERS):
             path = desktop.write(os.path.join(desktop.logs, f"links-{number}"),
@@ -173,8 +173,7 @@ class WholeBurst(DesktopTest):
                 started.append(desktop.spawn([sender("bus_sender.py"), how, path], stdout=file, stderr=file))
         self.assert_all_sent(desktop, started)
         self.assert_each_once(desktop, self.SENDERS, self.EACH)
-        if in_order:
-            self.assert_in_order(desktop, self.SENDERS)
+        self.assert_in_order(desktop, self.SENDERS)
 
     def leaves_nothing_behind(self, how):
         desktop = self.prepared()
@@ -205,11 +204,12 @@ class WholeBurst(DesktopTest):
         self.leaves_nothing_behind("pipelined")
 
     def test_senders_that_find_the_program_stopped(self):
-        for how in ("waiting", "pipelined"):
+        # What arrives in the moment in which the program begins to listen must not overtake what came before. One burst
+        # hits that moment in about a third of the runs.
+        for how in ("waiting",) + ("pipelined",) * 4:
             with self.subTest(how=how):
                 desktop = self.prepared()
-                # The order is known to break now and then when many calls wait for the program to start.
-                self.send_all(desktop, how, in_order=how != "pipelined")
+                self.send_all(desktop, how)
                 self.assertIsNotNone(desktop.router_pid())
 
 

@@ -28,7 +28,10 @@ void DBusLinkSource::start(Handlers handlers) {
                   SLOT(onDisconnected()));
 }
 
+// Qt holds back what arrives on the session's connection until the event loop starts. What arrives in that very moment
+// overtakes what was held back, so the holding back has to end while there is nothing that could arrive yet.
 bool DBusLinkSource::claimName() {
+    QCoreApplication::sendPostedEvents();
     return m_bus.registerService(kBusName);
 }
 
