@@ -1,8 +1,12 @@
 #include "DesktopEntry.h"
 
+#include "DesktopFile.h"
+
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
+#include <filesystem>
+#include <system_error>
+#include <unordered_map>
 #include <utility>
 
 #include <sys/stat.h>
@@ -14,14 +18,15 @@ namespace vantorel {
 
 namespace {
 
-constexpr const char* kGroup = "Desktop Entry";
+using Key = DesktopFile::Key;
+
+constexpr std::string_view kSuffix = ".desktop";
+
+// Entries lie in folders of vendors, and those of vendors' products; a link that leads in a circle goes on forever.
+constexpr int kDeepestFolder = 4;
+
 constexpr const char* kDefaultDataDirs = "/usr/local/share:/usr/share";
 constexpr const char* kDefaultPath = "/usr/local/bin:/usr/bin:/bin";
-
-struct KeyFileDeleter {
-    void operator()(GKeyFile* file) const { g_key_file_free(file); }
-};
-using KeyFile = std::unique_ptr<GKeyFile, KeyFileDeleter>;
 
 std::nullopt_t refuse(std::string* whyNot, std::string reason) {
     if (whyNot) {
@@ -108,63 +113,50 @@ std::optional<std::string> entryFile(std::string_view id) {
     return std::nullopt;
 }
 
-std::string taken(char* text) {
-    const std::unique_ptr<char, decltype(&g_free)> owner(text, &g_free);
-    return text ? text : "";
-}
-
-// An escape that is none (Exec=sh -c "echo \$1") is reported as an error beside a value that can be used; entries
-// with such values are common and work everywhere.
-std::string value(GKeyFile* file, const char* key) {
-    return taken(g_key_file_get_string(file, kGroup, key, nullptr));
-}
-
-std::string localisedValue(GKeyFile* file, const char* key) {
-    return taken(g_key_file_get_locale_string(file, kGroup, key, nullptr, nullptr));
-}
-
-bool isSet(GKeyFile* file, const char* key) {
-    return g_key_file_get_boolean(file, kGroup, key, nullptr);
-}
-
-/// The key file at `path`, when it is the desktop entry of an application that is not hidden.
-KeyFile readApplication(const std::string& path, std::string* whyNot) {
-    KeyFile file(g_key_file_new());
-    GError* error = nullptr;
-    if (!g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, &error)) {
-        refuse(whyNot, path + " cannot be read: " + error->message);
-        g_error_free(error);
-        return nullptr;
+/// Programs are named by several entries each, and looked for in several folders.
+class Programs {
+public:
+    std::optional<std::string> find(const std::string& name, const std::string& workingDirectory, std::string* whyNot) {
+        if (whyNot || name.find('/') != std::string::npos) {
+            return findProgram(name, workingDirectory, whyNot);
+        }
+        const auto known = m_found.find(name);
+        return known != m_found.end() ? known->second : m_found.emplace(name, findProgram(name)).first->second;
     }
-    if (taken(g_key_file_get_start_group(file.get())) != kGroup) {
-        refuse(whyNot, path + " is no desktop entry");
-        return nullptr;
+
+private:
+    std::unordered_map<std::string, std::optional<std::string>> m_found;
+};
+
+/// The file at `path`, when it is the desktop entry of an application that is not hidden.
+std::optional<DesktopFile> readApplication(const std::string& path, const std::vector<std::string>& languages,
+                                           std::string* whyNot) {
+    auto file = DesktopFile::read(path, languages, whyNot);
+    if (!file) {
+        return std::nullopt;
     }
     // What hides an application of a later folder is often nothing but this one key.
-    if (isSet(file.get(), "Hidden")) {
-        refuse(whyNot, path + " is hidden");
-        return nullptr;
+    if (file->isSet(Key::hidden)) {
+        return refuse(whyNot, path + " is hidden");
     }
-    if (value(file.get(), "Type") != "Application") {
-        refuse(whyNot, path + " is no desktop entry of an application");
-        return nullptr;
+    if (file->value(Key::type) != "Application") {
+        return refuse(whyNot, path + " is no desktop entry of an application");
     }
     return file;
 }
 
-bool resolveTryExec(GKeyFile* file, const DesktopEntry& entry, std::string* whyNot) {
-    const auto program = value(file, "TryExec");
+bool resolveTryExec(const DesktopFile& file, const DesktopEntry& entry, Programs& programs, std::string* whyNot) {
+    const auto program = file.value(Key::tryExec);
     std::string reason;
-    if (program.empty() || findProgram(program, entry.workingDirectory, &reason)) {
+    if (program.empty() || programs.find(program, entry.workingDirectory, whyNot ? &reason : nullptr)) {
         return true;
     }
     refuse(whyNot, reason + " (TryExec of " + entry.path + ")");
     return false;
 }
 
-bool resolveCommand(GKeyFile* file, DesktopEntry& entry, std::string* whyNot) {
-    const auto exec = value(file, "Exec");
-    auto command = splitExec(exec);
+bool resolveCommand(const DesktopFile& file, DesktopEntry& entry, Programs& programs, std::string* whyNot) {
+    auto command = splitExec(file.value(Key::exec));
     if (!command) {
         refuse(whyNot, "the quoting in Exec of " + entry.path + " is broken");
         return false;
@@ -176,7 +168,7 @@ bool resolveCommand(GKeyFile* file, DesktopEntry& entry, std::string* whyNot) {
         return entry.dbusActivatable;
     }
     std::string reason;
-    auto program = findProgram(command->front(), entry.workingDirectory, &reason);
+    auto program = programs.find(command->front(), entry.workingDirectory, whyNot ? &reason : nullptr);
     if (!program) {
         refuse(whyNot, reason + " (Exec of " + entry.path + ")");
         return false;
@@ -184,6 +176,61 @@ bool resolveCommand(GKeyFile* file, DesktopEntry& entry, std::string* whyNot) {
     entry.command = std::move(*command);
     entry.program = std::move(*program);
     return true;
+}
+
+/// Whether the desktop's menus show it, as far as the entry itself says.
+bool isShown(const DesktopFile& file, const std::vector<std::string>& desktops) {
+    if (file.isSet(Key::noDisplay)) {
+        return false;
+    }
+    const auto only = file.list(Key::onlyShowIn);
+    const auto never = file.list(Key::notShowIn);
+    for (const auto& desktop : desktops) {
+        if (std::find(only.begin(), only.end(), desktop) != only.end()) {
+            return true;
+        }
+        if (std::find(never.begin(), never.end(), desktop) != never.end()) {
+            return false;
+        }
+    }
+    return !file.has(Key::onlyShowIn);
+}
+
+std::vector<std::string> currentDesktops() {
+    const auto value = environment("XDG_CURRENT_DESKTOP");
+    const auto names = parts(value);
+    return {names.begin(), names.end()};
+}
+
+/// What reading an entry needs of the surroundings, found out once for many entries.
+struct Surroundings {
+    std::vector<std::string> languages = userLanguages();
+    std::vector<std::string> desktops = currentDesktops();
+    Programs programs;
+};
+
+std::optional<DesktopEntry> readEntry(std::string path, std::string_view id, Surroundings& surroundings,
+                                      std::string* whyNot) {
+    const auto file = readApplication(path, surroundings.languages, whyNot);
+    if (!file) {
+        return std::nullopt;
+    }
+    DesktopEntry entry;
+    entry.id = id;
+    entry.path = std::move(path);
+    entry.isNamed = file->has(Key::name);
+    entry.name = entry.isNamed ? file->value(Key::name) : entry.id;
+    entry.icon = file->value(Key::icon);
+    entry.workingDirectory = file->value(Key::path);
+    entry.startupWMClass = file->value(Key::startupWMClass);
+    entry.dbusActivatable = file->isSet(Key::dbusActivatable);
+    entry.terminal = file->isSet(Key::terminal);
+    entry.isShown = isShown(*file, surroundings.desktops);
+    if (!resolveTryExec(*file, entry, surroundings.programs, whyNot)
+        || !resolveCommand(*file, entry, surroundings.programs, whyNot)) {
+        return std::nullopt;
+    }
+    return entry;
 }
 
 /// Reads one argument off the front of `rest`; absent when a quote is not closed.
@@ -285,29 +332,67 @@ std::optional<std::vector<std::string>> splitExec(std::string_view exec) {
 }
 
 std::optional<DesktopEntry> findDesktopEntry(std::string_view id, std::string* whyNot) {
-    const auto path = entryFile(id);
+    auto path = entryFile(id);
     if (!path) {
         return refuse(whyNot, "no application has the id \"" + std::string(id) + '"');
     }
-    const auto file = readApplication(*path, whyNot);
-    if (!file) {
+    Surroundings surroundings;
+    return readEntry(std::move(*path), id, surroundings, whyNot);
+}
+
+struct DesktopEntries::State {
+    Surroundings surroundings;
+    std::vector<std::string> folders = applicationFolders();
+    std::unordered_map<std::string, std::string> paths; ///< the file that each id stands for
+};
+
+DesktopEntries::DesktopEntries() : m_state(std::make_unique<State>()) { }
+DesktopEntries::~DesktopEntries() = default;
+
+std::optional<std::string> DesktopEntries::idOf(std::string_view path) const {
+    if (!path.ends_with(kSuffix)) {
         return std::nullopt;
     }
-    DesktopEntry entry;
-    entry.id = id;
-    entry.path = *path;
-    entry.name = localisedValue(file.get(), "Name");
-    if (entry.name.empty()) {
-        entry.name = entry.id;
+    for (const auto& folder : m_state->folders) {
+        if (path.starts_with(folder) && path.substr(folder.size()).starts_with('/')) {
+            std::string id(path.substr(folder.size() + 1));
+            id.resize(id.size() - kSuffix.size());
+            std::replace(id.begin(), id.end(), '/', '-');
+            return id;
+        }
     }
-    entry.icon = localisedValue(file.get(), "Icon");
-    entry.workingDirectory = value(file.get(), "Path");
-    entry.dbusActivatable = isSet(file.get(), "DBusActivatable");
-    entry.terminal = isSet(file.get(), "Terminal");
-    if (!resolveTryExec(file.get(), entry, whyNot) || !resolveCommand(file.get(), entry, whyNot)) {
+    return std::nullopt;
+}
+
+std::optional<DesktopEntry> DesktopEntries::entryAt(const std::string& path) {
+    const auto id = idOf(path);
+    if (!id || m_state->paths.try_emplace(*id, path).first->second != path) {
         return std::nullopt;
     }
-    return entry;
+    return readEntry(path, *id, m_state->surroundings, nullptr);
+}
+
+std::vector<DesktopEntry> installedDesktopEntries() {
+    DesktopEntries entries;
+    std::vector<DesktopEntry> result;
+    for (const auto& folder : applicationFolders()) {
+        std::error_code error;
+        using Options = std::filesystem::directory_options;
+        std::filesystem::recursive_directory_iterator files(
+            folder, Options::follow_directory_symlink | Options::skip_permission_denied, error);
+        for (; !error && files != std::filesystem::recursive_directory_iterator(); files.increment(error)) {
+            if (files.depth() > kDeepestFolder) {
+                files.pop(error);
+                if (error || files == std::filesystem::recursive_directory_iterator()) {
+                    break;
+                }
+            }
+            if (auto entry = entries.entryAt(files->path().string())) {
+                result.push_back(std::move(*entry));
+            }
+        }
+    }
+    return result;
 }
 
 } // namespace vantorel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,8 +21,11 @@ struct DesktopEntry {
         command; ///< Exec as arguments, quoting undone, field codes not; may be empty when activatable
     std::string program; ///< absolute path of the executable that command names; empty when command is
     std::string workingDirectory; ///< Path; may be empty
+    std::string startupWMClass; ///< StartupWMClass; may be empty
+    bool isNamed = true; ///< whether there is a Name
     bool dbusActivatable = false;
     bool terminal = false;
+    bool isShown = true; ///< in the menus of the desktop that runs: not NoDisplay, OnlyShowIn and NotShowIn
 };
 
 /// Finds the entry with this id the way the desktop does: XDG_DATA_HOME first, then each of XDG_DATA_DIRS, in
@@ -33,6 +37,31 @@ struct DesktopEntry {
 /// `whyNot`, where given, receives one line for a person when the result is absent.
 /// Any thread; reads the environment and the disk at each call.
 std::optional<DesktopEntry> findDesktopEntry(std::string_view id, std::string* whyNot = nullptr);
+
+/// Reads entries by their files, for one scan of many: what is the same for all is found out once. One thread.
+class DesktopEntries {
+public:
+    DesktopEntries();
+    ~DesktopEntries();
+    DesktopEntries(const DesktopEntries&) = delete;
+    DesktopEntries& operator=(const DesktopEntries&) = delete;
+
+    /// The desktop-file id of a file below one of the application folders: the names on the way joined by "-".
+    std::optional<std::string> idOf(std::string_view path) const;
+
+    /// The installed application whose entry is this file. The first file of an id is the only one considered, so
+    /// files are to be asked for in the order of their folders; the same file may be asked for again. Absent as in
+    /// findDesktopEntry().
+    std::optional<DesktopEntry> entryAt(const std::string& path);
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+/// All installed applications, also those that menus do not show, in the order of their folders and within a folder in
+/// the order of the file system. Each file is read once. Any thread.
+std::vector<DesktopEntry> installedDesktopEntries();
 
 /// The folders that are searched, in order of precedence; not all of them need exist.
 std::vector<std::string> applicationFolders();

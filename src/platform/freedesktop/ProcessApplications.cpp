@@ -2,7 +2,6 @@
 
 #include "platform/freedesktop/DesktopEntry.h"
 
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QSet>
@@ -144,22 +143,14 @@ bool isBetterFor(const QByteArray& program, const QString& id, const QString& th
 
 QHash<QByteArray, QString> readPrograms() {
     QHash<QByteArray, QString> byProgram;
-    for (const std::string& folder : applicationFolders()) {
-        const QString root = QString::fromStdString(folder) + u'/';
-        QDirIterator files(root, {QStringLiteral("*.desktop")}, QDir::Files,
-                           QDirIterator::Subdirectories | QDirIterator::FollowSymlinks);
-        while (files.hasNext()) {
-            const QString id = files.next().mid(root.size()).chopped(8).replace(u'/', u'-');
-            const auto entry = findDesktopEntry(id.toStdString());
-            if (!entry || entry->program.empty())
-                continue;
-            const QByteArray program = canonical(QByteArray::fromStdString(entry->program));
-            if (isRunner(program))
-                continue;
-            const auto known = byProgram.constFind(program);
-            if (known == byProgram.constEnd() || isBetterFor(program, id, *known))
-                byProgram.insert(program, id);
-        }
+    for (const DesktopEntry& entry : installedDesktopEntries()) {
+        const QString id = QString::fromStdString(entry.id);
+        const QByteArray program = canonical(QByteArray::fromStdString(entry.program));
+        if (program.isEmpty() || isRunner(program))
+            continue;
+        const auto known = byProgram.constFind(program);
+        if (known == byProgram.constEnd() || isBetterFor(program, id, *known))
+            byProgram.insert(program, id);
     }
     return byProgram;
 }
