@@ -19,6 +19,8 @@ public:
         LinkSource& linkSource;
         std::function<URLInterceptor&()> interceptor; ///< made on first use
         std::function<void(const Link& url, const QStringList& sourceAppIDs)> route;
+        std::function<void()> detectBrowsers; ///< returns at once
+        std::function<void()> detectApps; ///< returns at once
         std::function<void()> saveSettings; ///< at once, and for the last time
         std::function<void()> quit; ///< asks the event loop to end
     };

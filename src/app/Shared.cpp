@@ -1,8 +1,11 @@
 #include "app/Shared.h"
 
+#include "discovery/BrowserDetector.h"
+#include "discovery/InstalledAppDetector.h"
 #include "interception/BrowserLauncher.h"
 #include "interception/InterceptDebugStore.h"
 #include "interception/URLInterceptor.h"
+#include "platform/freedesktop/ApplicationSnapshot.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
@@ -71,6 +74,26 @@ URLInterceptor& urlInterceptor() {
 LaunchContext& launchContext() {
     static auto& context = *new LaunchContext;
     return context;
+}
+
+BrowserDetector& browserDetector() {
+    static auto& detector = *new BrowserDetector(
+        [] {
+            const auto snapshot = std::make_shared<ApplicationSnapshot>(ApplicationSnapshot::Content::everything);
+            return BrowserDetector::Snapshot{snapshot, snapshot};
+        },
+        knownBrowserIDs(), kBusName);
+    return detector;
+}
+
+InstalledAppDetector& installedAppDetector() {
+    static auto& detector = *new InstalledAppDetector(
+        [] {
+            const auto snapshot = std::make_shared<ApplicationSnapshot>(ApplicationSnapshot::Content::shownInMenus);
+            return InstalledAppDetector::Snapshot{snapshot, snapshot};
+        },
+        kBusName);
+    return detector;
 }
 
 } // namespace vantorel::shared

@@ -2,6 +2,8 @@
 
 namespace vantorel {
 
+class BrowserDetector;
+class InstalledAppDetector;
 class InterceptDebugStore;
 class RulesEngine;
 class RulesStore;
@@ -16,6 +18,8 @@ RulesEngine& rulesEngine();
 InterceptDebugStore& interceptDebugStore();
 URLInterceptor& urlInterceptor();
 LaunchContext& launchContext();
+BrowserDetector& browserDetector();
+InstalledAppDetector& installedAppDetector();
 
 } // namespace shared
 

@@ -1,5 +1,8 @@
 #include "app/AppDelegate.h"
 #include "app/Shared.h"
+#include "discovery/BrowserDetector.h"
+#include "discovery/InstalledAppDetector.h"
+#include "platform/freedesktop/ApplicationMonitor.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/DBusLinkSource.h"
 #include "platform/freedesktop/DebugAdaptor.h"
@@ -15,6 +18,7 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDir>
+#include <QThreadPool>
 
 #include <csignal>
 #include <cstdio>
@@ -71,6 +75,13 @@ std::optional<int> handOver(const QDBusConnection& bus, const QStringList& links
     return EXIT_SUCCESS;
 }
 
+template <typename Entries> QList<QStringList> rowsOf(const Entries& entries) {
+    QList<QStringList> rows;
+    for (const auto& entry : entries)
+        rows.append({entry.id, entry.name, entry.appURL.toLocalFile()});
+    return rows;
+}
+
 int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, const QStringList& links) {
     ProcessApplications applications;
     DBusLinkSource linkSource(bus, shared::launchContext(), applications);
@@ -79,11 +90,24 @@ int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, con
         .interceptor = shared::urlInterceptor,
         .route = [](const Link& url,
                     const QStringList& sourceAppIDs) { shared::rulesEngine().route(url, sourceAppIDs); },
+        .detectBrowsers = [] { shared::browserDetector().refresh(); },
+        .detectApps = [] { shared::installedAppDetector().refresh(); },
         .saveSettings = [] { shared::rulesStore().saveForTermination(); },
         .quit = QCoreApplication::quit,
     });
-    new DebugAdaptor(linkSource, shared::rulesStore, shared::interceptDebugStore());
+    new DebugAdaptor(linkSource, shared::rulesStore, shared::interceptDebugStore(),
+                     {.browsers = [] { return rowsOf(shared::browserDetector().browsers()); },
+                      .apps = [] { return rowsOf(shared::installedAppDetector().apps()); }});
+    // One scan after another: an older one must not publish its list last.
+    QThreadPool::globalInstance()->setMaxThreadCount(1);
     delegate.applicationDidFinishLaunching();
+
+    // Browsers first: their scan is what makes GIO tell of the next change.
+    const ApplicationMonitor applicationMonitor;
+    QObject::connect(&applicationMonitor, &ApplicationMonitor::changed, &application, [] {
+        shared::browserDetector().refresh();
+        shared::installedAppDetector().refresh();
+    });
 
     const TerminationSignals terminationSignals;
 

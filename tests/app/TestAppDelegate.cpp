@@ -58,6 +58,8 @@ struct Rig {
             return interceptor;
         },
         .route = [this](const Link& url, const QStringList& ids) { route(url, ids); },
+        .detectBrowsers = [this] { log.append("browsers detected"); },
+        .detectApps = [this] { log.append("apps detected"); },
         .saveSettings = [this] { log.append("saved"); },
         .quit = [this] { log.append("quit"); },
     }};
@@ -72,7 +74,7 @@ struct Rig {
 void TestAppDelegate::start_registersTheLinkHandlerWithoutRouting() {
     Rig rig;
     rig.delegate.applicationDidFinishLaunching();
-    QCOMPARE(rig.log, (QStringList{"interceptor made", "link source started"}));
+    QCOMPARE(rig.log, (QStringList{"interceptor made", "link source started", "browsers detected", "apps detected"}));
 }
 
 void TestAppDelegate::openURLs_routesEachInOrderWithoutSource() {

@@ -19,8 +19,9 @@ constexpr std::string_view kGroup = "Desktop Entry";
 constexpr off_t kLargestFile = 1 << 20;
 
 constexpr std::array<std::string_view, DesktopFile::kKeyCount> kKeys = {
-    "Type",   "Name",       "Icon",      "Exec",            "TryExec",  "Path",           "Hidden",
-    "NoDisplay", "OnlyShowIn", "NotShowIn", "DBusActivatable", "Terminal", "StartupWMClass",
+    "Type",           "Name",      "Icon",       "Exec",      "TryExec",         "Path",
+    "Hidden",         "NoDisplay", "OnlyShowIn", "NotShowIn", "DBusActivatable", "Terminal",
+    "StartupWMClass",
 };
 
 bool isBlank(char c) {
@@ -56,6 +57,21 @@ bool isGroupName(std::string_view name) {
     });
 }
 
+/// Letters, digits and what joins the parts of a locale's name.
+bool isLanguage(std::string_view text) {
+    while (!text.empty()) {
+        const auto character = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
+        constexpr auto kNone = static_cast<gunichar>(-2); // and -1 for an incomplete one
+        const bool isJoint =
+            character < 0x80 && std::string_view("-_.@").find(static_cast<char>(character)) != std::string_view::npos;
+        if (character >= kNone || (!isJoint && g_unichar_isalnum(character) == FALSE)) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(g_utf8_next_char(text.data()) - text.data()));
+    }
+    return true;
+}
+
 /// A key, with or without a language in brackets behind it.
 bool isKeyName(std::string_view name) {
     const auto bracket = std::min(name.find_first_of("[]"), name.size());
@@ -67,7 +83,7 @@ bool isKeyName(std::string_view name) {
         return true;
     }
     const auto language = name.substr(bracket);
-    return language.front() == '[' && language.find(']') == language.size() - 1;
+    return language.front() == '[' && language.back() == ']' && isLanguage(language.substr(1, language.size() - 2));
 }
 
 std::nullopt_t refuse(std::string* whyNot, std::string reason) {
@@ -80,18 +96,12 @@ std::nullopt_t refuse(std::string* whyNot, std::string reason) {
 /// What a backslash and this character stand for; absent when they stand for nothing, and so for themselves.
 std::optional<char> unescaped(char c) {
     switch (c) {
-    case 's':
-        return ' ';
-    case 'n':
-        return '\n';
-    case 't':
-        return '\t';
-    case 'r':
-        return '\r';
-    case '\\':
-        return '\\';
-    default:
-        return std::nullopt;
+    case 's': return ' ';
+    case 'n': return '\n';
+    case 't': return '\t';
+    case 'r': return '\r';
+    case '\\': return '\\';
+    default: return std::nullopt;
     }
 }
 
@@ -263,7 +273,8 @@ std::string DesktopFile::value(Key key) const {
 }
 
 bool DesktopFile::isSet(Key key) const {
-    return withoutBlanksAfter(raw(key)) == "true";
+    const auto text = withoutBlanksAfter(raw(key));
+    return text == "true" || text == "1";
 }
 
 // Semicolons inside of names do not occur in the lists that are read here.

@@ -49,7 +49,7 @@ public:
     /// Whether the key is there with a value that is UTF-8.
     bool has(Key key) const;
 
-    /// Whether the value is "true".
+    /// Whether the value is "true", or "1" as in entries of long ago.
     bool isSet(Key key) const;
 
     /// The parts of a list, which end with semicolons.
