@@ -75,17 +75,11 @@ std::optional<QString> ApplicationSnapshot::locationOf(const QString& bundleID) 
     return location;
 }
 
+// A walk asks for each file once: what it reads is not kept.
 std::optional<BundleInfo> ApplicationSnapshot::bundleAt(const QString& location) {
     const auto known = m_bundles.constFind(location);
-    return known != m_bundles.constEnd() ? *known : read(location);
-}
-
-std::optional<BundleInfo> ApplicationSnapshot::read(const QString& location) {
-    const auto info = infoOf(m_entries.entryAt(QFile::encodeName(location).toStdString()));
-    if (info)
-        m_locations.insert(*info->identifier, location);
-    m_bundles.insert(location, info);
-    return info;
+    return known != m_bundles.constEnd() ? *known
+                                         : infoOf(m_entries.entryAt(QFile::encodeName(location).toStdString()));
 }
 
 std::optional<BundleInfo> ApplicationSnapshot::infoOf(const std::optional<DesktopEntry>& entry) const {

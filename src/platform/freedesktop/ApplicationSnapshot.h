@@ -32,13 +32,12 @@ public:
     QString bundleExtension() const override;
 
 private:
-    std::optional<BundleInfo> read(const QString& location);
     std::optional<BundleInfo> infoOf(const std::optional<DesktopEntry>& entry) const;
 
     Content m_content;
     DesktopEntries m_entries;
-    QHash<QString, std::optional<BundleInfo>> m_bundles; // by location
-    QHash<QString, QString> m_locations; // by id
+    QHash<QString, std::optional<BundleInfo>> m_bundles; // by location: of what was asked for by scheme or id
+    QHash<QString, QString> m_locations; // of the same, by id
 };
 
 /// The ids under which the known browsers are installed here, best first, in the order of the table.

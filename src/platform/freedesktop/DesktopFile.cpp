@@ -42,9 +42,11 @@ std::string_view withoutBlanksAfter(std::string_view text) {
 
 /// The name of the group that this line begins; absent when it is no such line.
 std::optional<std::string_view> groupOf(std::string_view line) {
+    if (!line.starts_with('[')) {
+        return std::nullopt;
+    }
     const auto end = line.find(']');
-    if (!line.starts_with('[') || end == std::string_view::npos
-        || line.find_first_not_of(" \t", end + 1) != std::string_view::npos) {
+    if (end == std::string_view::npos || line.find_first_not_of(" \t", end + 1) != std::string_view::npos) {
         return std::nullopt;
     }
     return line.substr(1, end - 1);
@@ -57,17 +59,26 @@ bool isGroupName(std::string_view name) {
     });
 }
 
+bool isAsciiLetterOrDigit(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
 /// Letters, digits and what joins the parts of a locale's name.
 bool isLanguage(std::string_view text) {
+    constexpr auto kNone = static_cast<gunichar>(-2); // not UTF-8; -1 when it only ends too early
+    constexpr std::string_view kJoints = "-_.@";
     while (!text.empty()) {
-        const auto character = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
-        constexpr auto kNone = static_cast<gunichar>(-2); // and -1 for an incomplete one
-        const bool isJoint =
-            character < 0x80 && std::string_view("-_.@").find(static_cast<char>(character)) != std::string_view::npos;
-        if (character >= kNone || (!isJoint && g_unichar_isalnum(character) == FALSE)) {
+        std::size_t size = 1;
+        if (static_cast<unsigned char>(text.front()) >= 0x80) {
+            const auto character = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
+            if (character >= kNone || g_unichar_isalnum(character) == FALSE) {
+                return false;
+            }
+            size = static_cast<std::size_t>(g_utf8_next_char(text.data()) - text.data());
+        } else if (!isAsciiLetterOrDigit(text.front()) && kJoints.find(text.front()) == std::string_view::npos) {
             return false;
         }
-        text.remove_prefix(static_cast<std::size_t>(g_utf8_next_char(text.data()) - text.data()));
+        text.remove_prefix(size);
     }
     return true;
 }
