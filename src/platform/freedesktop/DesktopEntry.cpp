@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -130,8 +131,8 @@ private:
 
 /// The file at `path`, when it is the desktop entry of an application that is not hidden.
 std::optional<DesktopFile> readApplication(const std::string& path, const std::vector<std::string>& languages,
-                                           std::string* whyNot) {
-    auto file = DesktopFile::read(path, languages, whyNot);
+                                           std::string* whyNot, OpenFolder folder) {
+    auto file = DesktopFile::read(path, languages, whyNot, folder);
     if (!file) {
         return std::nullopt;
     }
@@ -210,8 +211,8 @@ struct Surroundings {
 };
 
 std::optional<DesktopEntry> readEntry(std::string path, std::string_view id, Surroundings& surroundings,
-                                      std::string* whyNot) {
-    const auto file = readApplication(path, surroundings.languages, whyNot);
+                                      std::string* whyNot, OpenFolder folder = {}) {
+    const auto file = readApplication(path, surroundings.languages, whyNot, folder);
     if (!file) {
         return std::nullopt;
     }
@@ -341,8 +342,33 @@ std::optional<DesktopEntry> findDesktopEntry(std::string_view id, std::string* w
 }
 
 struct DesktopEntries::State {
+    State() = default;
+    ~State() { closeFolder(); }
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    void closeFolder() const {
+        if (openFolder.fd >= 0) {
+            close(openFolder.fd);
+        }
+    }
+
+    /// The folder of this file, opened when the last file was in another one.
+    OpenFolder folderOf(const std::string& path) {
+        const auto size = path.rfind('/') + 1;
+        const std::string_view folder(path.data(), size);
+        if (folder != openFolderPath) {
+            closeFolder();
+            openFolderPath = folder;
+            openFolder = {.fd = open(openFolderPath.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC), .pathSize = size};
+        }
+        return openFolder.fd >= 0 ? openFolder : OpenFolder{};
+    }
+
     Surroundings surroundings;
     std::vector<std::string> folders = applicationFolders();
+    std::string openFolderPath;
+    OpenFolder openFolder;
     std::unordered_map<std::string, std::string> paths; ///< the file that each id stands for
 };
 
@@ -369,7 +395,7 @@ std::optional<DesktopEntry> DesktopEntries::entryAt(const std::string& path) {
     if (!id || m_state->paths.try_emplace(*id, path).first->second != path) {
         return std::nullopt;
     }
-    return readEntry(path, *id, m_state->surroundings, nullptr);
+    return readEntry(path, *id, m_state->surroundings, nullptr, m_state->folderOf(path));
 }
 
 std::vector<DesktopEntry> installedDesktopEntries() {

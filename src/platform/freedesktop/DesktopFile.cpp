@@ -40,16 +40,26 @@ std::string_view withoutBlanksAfter(std::string_view text) {
     return text;
 }
 
+/// The rest behind the first character, also behind bytes that continue nothing: so GLib goes on.
+std::string_view withoutCharacter(std::string_view text) {
+    do {
+        text.remove_prefix(1);
+    } while (!text.empty() && (static_cast<unsigned char>(text.front()) & 0xc0U) == 0x80);
+    return text;
+}
+
 /// The name of the group that this line begins; absent when it is no such line.
 std::optional<std::string_view> groupOf(std::string_view line) {
     if (!line.starts_with('[')) {
         return std::nullopt;
     }
     const auto end = line.find(']');
-    if (end == std::string_view::npos || line.find_first_not_of(" \t", end + 1) != std::string_view::npos) {
+    if (end == std::string_view::npos) {
         return std::nullopt;
     }
-    return line.substr(1, end - 1);
+    auto rest = withoutCharacter(line.substr(end));
+    rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
+    return rest.empty() ? std::optional(line.substr(1, end - 1)) : std::nullopt;
 }
 
 bool isGroupName(std::string_view name) {
@@ -68,24 +78,24 @@ bool isLanguage(std::string_view text) {
     constexpr auto kNone = static_cast<gunichar>(-2); // not UTF-8; -1 when it only ends too early
     constexpr std::string_view kJoints = "-_.@";
     while (!text.empty()) {
-        std::size_t size = 1;
-        if (static_cast<unsigned char>(text.front()) >= 0x80) {
+        const char first = text.front();
+        if (static_cast<unsigned char>(first) >= 0x80) {
             const auto character = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
             if (character >= kNone || g_unichar_isalnum(character) == FALSE) {
                 return false;
             }
-            size = static_cast<std::size_t>(g_utf8_next_char(text.data()) - text.data());
-        } else if (!isAsciiLetterOrDigit(text.front()) && kJoints.find(text.front()) == std::string_view::npos) {
+        } else if (!isAsciiLetterOrDigit(first) && kJoints.find(first) == std::string_view::npos) {
             return false;
         }
-        text.remove_prefix(size);
+        text = withoutCharacter(text);
     }
     return true;
 }
 
 /// A key, with or without a language in brackets behind it.
 bool isKeyName(std::string_view name) {
-    const auto bracket = std::min(name.find_first_of("[]"), name.size());
+    const auto* const found = std::find_if(name.begin(), name.end(), [](char c) { return c == '[' || c == ']'; });
+    const auto bracket = static_cast<std::size_t>(found - name.begin());
     const auto plain = name.substr(0, bracket);
     if (plain.empty() || plain.front() == ' ' || plain.back() == ' ') {
         return false;
@@ -136,8 +146,9 @@ private:
 
 // Not blocking: a pipe by the name of an entry must not hold up who looks at it.
 std::optional<DesktopFile> DesktopFile::read(const std::string& path, const std::vector<std::string>& languages,
-                                             std::string* whyNot) {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+                                             std::string* whyNot, OpenFolder folder) {
+    const char* const name = path.c_str() + folder.pathSize;
+    const Descriptor file(openat(folder.fd, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status { };
     if (file.get() < 0 || fstat(file.get(), &status) != 0) {
         return refuse(whyNot, path + " cannot be read: " + std::strerror(errno));
@@ -268,6 +279,9 @@ bool DesktopFile::has(Key key) const {
 std::string DesktopFile::value(Key key) const {
     const auto text = raw(key);
     std::string result;
+    if (text.find('\\') == std::string_view::npos) {
+        return std::string(text);
+    }
     result.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '\\') {

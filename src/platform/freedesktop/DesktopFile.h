@@ -9,6 +9,12 @@
 
 namespace vantorel {
 
+/// A folder that is open already, which saves the kernel the way to it.
+struct OpenFolder {
+    int fd = -100; ///< AT_FDCWD: none
+    std::size_t pathSize = 0; ///< how much of a file's path leads to it, with the slash
+};
+
 /// The main group of one desktop entry file, read in one pass over its text.
 ///
 /// GLib's key files hold every key of every group and language, which costs ten times the reading of the file; a scan
@@ -37,7 +43,7 @@ public:
     /// Absent when it cannot be read, is no regular file, is larger than 1 MiB (the largest entry of Debian 12 has 60
     /// KiB), or does not begin with the group "Desktop Entry" in valid syntax; `whyNot` then receives one line.
     static std::optional<DesktopFile> read(const std::string& path, const std::vector<std::string>& languages,
-                                           std::string* whyNot = nullptr);
+                                           std::string* whyNot = nullptr, OpenFolder folder = {});
 
     /// The same for a text; `name` is what `whyNot` calls it.
     static std::optional<DesktopFile> parse(std::string text, const std::vector<std::string>& languages,
