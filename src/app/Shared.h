@@ -3,8 +3,10 @@
 namespace vantorel {
 
 class InterceptDebugStore;
+class ProcessApplications;
 class RulesEngine;
 class RulesStore;
+class SourceAppTracker;
 class URLInterceptor;
 struct LaunchContext;
 
@@ -15,6 +17,8 @@ RulesStore& rulesStore();
 RulesEngine& rulesEngine();
 InterceptDebugStore& interceptDebugStore();
 URLInterceptor& urlInterceptor();
+SourceAppTracker& sourceAppTracker();
+ProcessApplications& processApplications();
 LaunchContext& launchContext();
 
 } // namespace shared

@@ -1,10 +1,10 @@
 #include "app/AppDelegate.h"
 #include "app/Shared.h"
+#include "interception/SourceAppTracker.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/DBusLinkSource.h"
 #include "platform/freedesktop/DebugAdaptor.h"
 #include "platform/freedesktop/LaunchContext.h"
-#include "platform/freedesktop/ProcessApplications.h"
 #include "platform/freedesktop/RunningInstance.h"
 #include "platform/freedesktop/SystemLog.h"
 #include "platform/freedesktop/TerminationSignals.h"
@@ -72,11 +72,11 @@ std::optional<int> handOver(const QDBusConnection& bus, const QStringList& links
 }
 
 int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, const QStringList& links) {
-    ProcessApplications applications;
-    DBusLinkSource linkSource(bus, shared::launchContext(), applications);
+    DBusLinkSource linkSource(bus, shared::launchContext(), shared::processApplications());
     AppDelegate delegate({
         .linkSource = linkSource,
         .interceptor = shared::urlInterceptor,
+        .startSourceAppTracker = [] { shared::sourceAppTracker().start(); },
         .route = [](const Link& url,
                     const QStringList& sourceAppIDs) { shared::rulesEngine().route(url, sourceAppIDs); },
         .saveSettings = [] { shared::rulesStore().saveForTermination(); },

@@ -12,7 +12,7 @@ class TestAppDelegate : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void start_registersTheLinkHandlerWithoutRouting();
+    void start_registersTheLinkHandlerFirst_withoutRouting();
     void openURLs_routesEachInOrderWithoutSource();
     void openURLs_dropsWhatIsNoLink();
     void openFiles_turnsPathsIntoLinks_andKeepsLinks();
@@ -57,6 +57,7 @@ struct Rig {
             log.append("interceptor made");
             return interceptor;
         },
+        .startSourceAppTracker = [this] { log.append("tracker started"); },
         .route = [this](const Link& url, const QStringList& ids) { route(url, ids); },
         .saveSettings = [this] { log.append("saved"); },
         .quit = [this] { log.append("quit"); },
@@ -69,10 +70,10 @@ struct Rig {
 
 } // namespace
 
-void TestAppDelegate::start_registersTheLinkHandlerWithoutRouting() {
+void TestAppDelegate::start_registersTheLinkHandlerFirst_withoutRouting() {
     Rig rig;
     rig.delegate.applicationDidFinishLaunching();
-    QCOMPARE(rig.log, (QStringList{"interceptor made", "link source started"}));
+    QCOMPARE(rig.log, (QStringList{"interceptor made", "link source started", "tracker started"}));
 }
 
 void TestAppDelegate::openURLs_routesEachInOrderWithoutSource() {
