@@ -46,7 +46,7 @@ QString withoutFolderAndSuffix(const QString& desktopFile) {
 } // namespace
 
 QString programNameOf(const QStringList& command) {
-    const QString program = baseName(command.value(0));
+    QString program = baseName(command.value(0));
     if (hidesItsProgram(program))
         return {};
     if (!isWrapper(program))
