@@ -19,6 +19,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         .openFiles = [this](const QByteArrayList& files) { openFiles(files); },
         .quit = m_collaborators.quit,
     });
+    m_collaborators.startSourceAppTracker();
     m_collaborators.detectBrowsers();
     m_collaborators.detectApps();
 }

@@ -18,6 +18,7 @@ public:
     struct Collaborators {
         LinkSource& linkSource;
         std::function<URLInterceptor&()> interceptor; ///< made on first use
+        std::function<void()> startSourceAppTracker;
         std::function<void(const Link& url, const QStringList& sourceAppIDs)> route;
         std::function<void()> detectBrowsers; ///< returns at once
         std::function<void()> detectApps; ///< returns at once
@@ -27,7 +28,8 @@ public:
 
     explicit AppDelegate(Collaborators collaborators);
 
-    /// The link handler is registered before anything else. Settings are not loaded here, but by the first link.
+    /// The link handler is registered before anything else, then the tracker starts. Settings are not loaded here, but
+    /// by the first link.
     void applicationDidFinishLaunching();
 
     /// Links that have arrived by now are still routed; then the settings are saved once.

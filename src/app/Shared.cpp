@@ -4,13 +4,18 @@
 #include "discovery/InstalledAppDetector.h"
 #include "interception/BrowserLauncher.h"
 #include "interception/InterceptDebugStore.h"
+#include "interception/SourceAppTracker.h"
 #include "interception/URLInterceptor.h"
+#include "platform/NoActivationSource.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
 #include "platform/freedesktop/LaunchContext.h"
+#include "platform/freedesktop/ProcessApplications.h"
 #include "platform/freedesktop/SpawnRunner.h"
+#include "platform/freedesktop/WindowApplications.h"
+#include "platform/x11/X11ActivationSource.h"
 #include "routing/Link.h"
 #include "routing/RulesEngine.h"
 #include "routing/RulesStore.h"
@@ -46,6 +51,22 @@ void openInBrowser(const Link& url, const QString& bundleID) {
     BrowserLauncher::open(url, bundleID, catalog, runner);
 }
 
+// Of a Wayland session an X server sees some of the windows only, and would name an application that was left long ago.
+ActivationSource* makeActivationSource() {
+    const QByteArray display = qgetenv("DISPLAY");
+    if (display.isEmpty() || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return new NoActivationSource;
+    static auto& windows = *new WindowApplications(
+        installedWindowEntries, [](pid_t process) { return processApplications().applicationOf(process); });
+    return new X11ActivationSource(display, kBusName,
+                                   [](const WindowIdentity& window) { return windows.applicationOf(window); });
+}
+
+ActivationSource& activationSource() {
+    static auto& source = *makeActivationSource();
+    return source;
+}
+
 } // namespace
 
 RulesStore& rulesStore() {
@@ -63,12 +84,22 @@ InterceptDebugStore& interceptDebugStore() {
     return store;
 }
 
-// Which application is active is not known yet on this platform: two of the three candidates stay absent.
 URLInterceptor& urlInterceptor() {
     static auto& interceptor = *new URLInterceptor(
         [](const Link& url, const QStringList& sourceAppIDs) { rulesEngine().route(url, sourceAppIDs); },
-        [] { return std::nullopt; }, [] { return std::nullopt; }, kBusName);
+        [] { return sourceAppTracker().lastActiveBundleID(); }, [] { return activationSource().frontmost(); },
+        kBusName);
     return interceptor;
+}
+
+SourceAppTracker& sourceAppTracker() {
+    static auto& tracker = *new SourceAppTracker(activationSource(), kBusName);
+    return tracker;
+}
+
+ProcessApplications& processApplications() {
+    static auto& applications = *new ProcessApplications;
+    return applications;
 }
 
 LaunchContext& launchContext() {

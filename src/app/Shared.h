@@ -5,8 +5,10 @@ namespace vantorel {
 class BrowserDetector;
 class InstalledAppDetector;
 class InterceptDebugStore;
+class ProcessApplications;
 class RulesEngine;
 class RulesStore;
+class SourceAppTracker;
 class URLInterceptor;
 struct LaunchContext;
 
@@ -17,6 +19,8 @@ RulesStore& rulesStore();
 RulesEngine& rulesEngine();
 InterceptDebugStore& interceptDebugStore();
 URLInterceptor& urlInterceptor();
+SourceAppTracker& sourceAppTracker();
+ProcessApplications& processApplications();
 LaunchContext& launchContext();
 BrowserDetector& browserDetector();
 InstalledAppDetector& installedAppDetector();

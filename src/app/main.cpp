@@ -2,12 +2,12 @@
 #include "app/Shared.h"
 #include "discovery/BrowserDetector.h"
 #include "discovery/InstalledAppDetector.h"
+#include "interception/SourceAppTracker.h"
 #include "platform/freedesktop/ApplicationMonitor.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/DBusLinkSource.h"
 #include "platform/freedesktop/DebugAdaptor.h"
 #include "platform/freedesktop/LaunchContext.h"
-#include "platform/freedesktop/ProcessApplications.h"
 #include "platform/freedesktop/RunningInstance.h"
 #include "platform/freedesktop/SystemLog.h"
 #include "platform/freedesktop/TerminationSignals.h"
@@ -83,11 +83,11 @@ template <typename Entries> QList<QStringList> rowsOf(const Entries& entries) {
 }
 
 int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, const QStringList& links) {
-    ProcessApplications applications;
-    DBusLinkSource linkSource(bus, shared::launchContext(), applications);
+    DBusLinkSource linkSource(bus, shared::launchContext(), shared::processApplications());
     AppDelegate delegate({
         .linkSource = linkSource,
         .interceptor = shared::urlInterceptor,
+        .startSourceAppTracker = [] { shared::sourceAppTracker().start(); },
         .route = [](const Link& url,
                     const QStringList& sourceAppIDs) { shared::rulesEngine().route(url, sourceAppIDs); },
         .detectBrowsers = [] { shared::browserDetector().refresh(); },

@@ -12,7 +12,7 @@ class TestAppDelegate : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void start_registersTheLinkHandlerWithoutRouting();
+    void start_registersTheLinkHandlerFirst_withoutRouting();
     void openURLs_routesEachInOrderWithoutSource();
     void openURLs_dropsWhatIsNoLink();
     void openFiles_turnsPathsIntoLinks_andKeepsLinks();
@@ -57,6 +57,7 @@ struct Rig {
             log.append("interceptor made");
             return interceptor;
         },
+        .startSourceAppTracker = [this] { log.append("tracker started"); },
         .route = [this](const Link& url, const QStringList& ids) { route(url, ids); },
         .detectBrowsers = [this] { log.append("browsers detected"); },
         .detectApps = [this] { log.append("apps detected"); },
@@ -71,10 +72,12 @@ struct Rig {
 
 } // namespace
 
-void TestAppDelegate::start_registersTheLinkHandlerWithoutRouting() {
+void TestAppDelegate::start_registersTheLinkHandlerFirst_withoutRouting() {
     Rig rig;
     rig.delegate.applicationDidFinishLaunching();
-    QCOMPARE(rig.log, (QStringList{"interceptor made", "link source started", "browsers detected", "apps detected"}));
+    QCOMPARE(rig.log,
+             (QStringList{"interceptor made", "link source started", "tracker started", "browsers detected",
+                          "apps detected"}));
 }
 
 void TestAppDelegate::openURLs_routesEachInOrderWithoutSource() {
