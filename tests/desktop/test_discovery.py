@@ -52,8 +52,8 @@ class Discovery(DesktopTest):
     def test_names_in_another_language(self):
         desktop = self.desktop(system_apps=True)
         desktop.write_settings()
-        # LANGUAGE counts only where there is a locale at all.
-        desktop.start_router(environment={"LANGUAGE": "de", "LANG": "en_US.UTF-8"})
+        # LANGUAGE counts only where there is a locale at all. XFCE's own settings are shown under XFCE alone.
+        desktop.start_router(environment={"LANGUAGE": "de", "LANG": "en_US.UTF-8", "XDG_CURRENT_DESKTOP": "XFCE"})
         wait_until(lambda: self.rows(desktop, "Applications"), "applications")
         translated = 0
         for _, name, path in self.rows(desktop, "Applications"):
