@@ -4,10 +4,6 @@
 #include <QObject>
 #include <QTimer>
 
-#include <memory>
-
-struct _GAppInfoMonitor;
-
 namespace vantorel {
 
 /// Tells when applications may have been installed, removed or changed. Main thread only.
@@ -33,7 +29,7 @@ private:
 
     QTimer m_timer;
     QFileSystemWatcher m_vendorFolders;
-    _GAppInfoMonitor* m_monitor;
+    void* m_monitor; // a GAppInfoMonitor; GIO's headers stay out of this one
     unsigned long m_handler;
 };
 
