@@ -1,11 +1,9 @@
 #include "discovery/BrowserDetector.h"
 
+#include "discovery/BackgroundScan.h"
 #include "discovery/NameOrder.h"
 
-#include <QCoreApplication>
-#include <QPointer>
 #include <QSet>
-#include <QThreadPool>
 
 #include <utility>
 
@@ -43,20 +41,15 @@ BrowserDetector::BrowserDetector(TakeSnapshot takeSnapshot, QStringList knownIDs
     , m_knownIDs(std::move(knownIDs))
     , m_ownBundleID(std::move(ownBundleID)) { }
 
-// The result goes to the application object, which outlives the scan, and from there to the detector if it still is.
 void BrowserDetector::refresh() {
-    QThreadPool::globalInstance()->start(
-        [self = QPointer(this), takeSnapshot = m_takeSnapshot, knownIDs = m_knownIDs, ownBundleID = m_ownBundleID] {
-            const QList<BrowserInfo> result = detect(takeSnapshot(), knownIDs, ownBundleID);
-            QMetaObject::invokeMethod(
-                QCoreApplication::instance(),
-                [self, result] {
-                    if (!self)
-                        return;
-                    self->m_browsers = result;
-                    Q_EMIT self->browsersChanged();
-                },
-                Qt::QueuedConnection);
+    scanInBackground(
+        this,
+        [takeSnapshot = m_takeSnapshot, knownIDs = m_knownIDs, ownBundleID = m_ownBundleID] {
+            return detect(takeSnapshot(), knownIDs, ownBundleID);
+        },
+        [this](const QList<BrowserInfo>& result) {
+            m_browsers = result;
+            Q_EMIT browsersChanged();
         });
 }
 

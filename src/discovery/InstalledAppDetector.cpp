@@ -1,10 +1,7 @@
 #include "discovery/InstalledAppDetector.h"
 
+#include "discovery/BackgroundScan.h"
 #include "discovery/NameOrder.h"
-
-#include <QCoreApplication>
-#include <QPointer>
-#include <QThreadPool>
 
 #include <utility>
 
@@ -81,20 +78,13 @@ InstalledAppDetector::InstalledAppDetector(TakeSnapshot takeSnapshot, QString ow
     : m_takeSnapshot(std::move(takeSnapshot))
     , m_ownBundleID(std::move(ownBundleID)) { }
 
-// The result goes to the application object, which outlives the scan, and from there to the detector if it still is.
 void InstalledAppDetector::refresh() {
-    QThreadPool::globalInstance()->start(
-        [self = QPointer(this), takeSnapshot = m_takeSnapshot, ownBundleID = m_ownBundleID] {
-            const QList<AppInfo> result = scan(takeSnapshot(), ownBundleID);
-            QMetaObject::invokeMethod(
-                QCoreApplication::instance(),
-                [self, result] {
-                    if (!self)
-                        return;
-                    self->m_apps = result;
-                    Q_EMIT self->appsChanged();
-                },
-                Qt::QueuedConnection);
+    scanInBackground(
+        this,
+        [takeSnapshot = m_takeSnapshot, ownBundleID = m_ownBundleID] { return scan(takeSnapshot(), ownBundleID); },
+        [this](const QList<AppInfo>& result) {
+            m_apps = result;
+            Q_EMIT appsChanged();
         });
 }
 
