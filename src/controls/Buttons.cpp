@@ -1,16 +1,11 @@
 #include "controls/Buttons.h"
 
 #include <QApplication>
-#include <QEvent>
 #include <QPainter>
 
 namespace vantorel {
 
 namespace {
-
-bool isThemeChange(const QEvent& event) {
-    return event.type() == QEvent::ApplicationPaletteChange || event.type() == QEvent::ApplicationFontChange;
-}
 
 void paintFocusRing(QPainter& painter, const QRectF& area, const QPalette& colors) {
     painter.setPen(QPen(theme::color(theme::Tone::accent, colors), 2));
@@ -36,12 +31,7 @@ void paintState(QPainter& painter, const QAbstractButton& button) {
 ProminentButton::ProminentButton(const QString& text, QWidget* parent) : QPushButton(text, parent) {
     setAutoDefault(false);
     dress();
-}
-
-void ProminentButton::changeEvent(QEvent* event) {
-    if (isThemeChange(*event))
-        dress();
-    QPushButton::changeEvent(event);
+    theme::whenChanged(this, [this] { dress(); });
 }
 
 // Any style paints a button from these two roles.
@@ -75,12 +65,7 @@ PlainButton::PlainButton(const QString& text, QWidget* parent) : QPushButton(tex
     setAutoDefault(false);
     setAttribute(Qt::WA_Hover);
     dress();
-}
-
-void PlainButton::changeEvent(QEvent* event) {
-    if (isThemeChange(*event))
-        dress();
-    QPushButton::changeEvent(event);
+    theme::whenChanged(this, [this] { dress(); });
 }
 
 void PlainButton::dress() {

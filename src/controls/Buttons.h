@@ -15,9 +15,6 @@ class ProminentButton : public QPushButton {
 public:
     explicit ProminentButton(const QString& text, QWidget* parent = nullptr);
 
-protected:
-    void changeEvent(QEvent* event) override;
-
 private:
     void dress();
 };
@@ -49,7 +46,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void changeEvent(QEvent* event) override;
 
 private:
     void dress();

@@ -1,7 +1,6 @@
 #include "controls/Text.h"
 
 #include <QApplication>
-#include <QEvent>
 
 namespace vantorel {
 
@@ -12,17 +11,12 @@ Text::Text(const QString& text, theme::Type type, theme::Tone tone, QWidget* par
     // Captions quote what the user has typed: none of it is markup.
     setTextFormat(Qt::PlainText);
     dress();
+    theme::whenChanged(this, [this] { dress(); });
 }
 
 void Text::setTone(theme::Tone tone) {
     m_tone = tone;
     dress();
-}
-
-void Text::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::ApplicationPaletteChange || event->type() == QEvent::ApplicationFontChange)
-        dress();
-    QLabel::changeEvent(event);
 }
 
 void Text::dress() {

@@ -15,9 +15,6 @@ public:
 
     void setTone(theme::Tone tone);
 
-protected:
-    void changeEvent(QEvent* event) override;
-
 private:
     void dress();
 

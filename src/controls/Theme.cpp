@@ -1,5 +1,7 @@
 #include "controls/Theme.h"
 
+#include <QApplication>
+#include <QEvent>
 #include <QFontDatabase>
 #include <QStyle>
 #include <QWidget>
@@ -44,8 +46,8 @@ QColor theme::color(Tone tone, const QPalette& palette) {
     const bool dark = isDark(palette);
     switch (tone) {
     case Tone::primary: return text;
-    case Tone::secondary: return mixed(text, window, 0.3);
-    case Tone::tertiary: return mixed(text, window, 0.4);
+    case Tone::secondary: return mixed(text, window, 0.28);
+    case Tone::tertiary: return mixed(text, window, 0.36);
     case Tone::accent: return palette.color(QPalette::Highlight);
     case Tone::onAccent: return palette.color(QPalette::HighlightedText);
     case Tone::blue: return dark ? QColor(0x7a, 0xb8, 0xff) : QColor(0x0a, 0x5b, 0xc4);
@@ -78,6 +80,27 @@ QFont theme::font(Type type, const QFont& body) {
     }
     }
     return body;
+}
+
+// Not every widget is told of such a change by the toolkit, but the application is.
+void theme::whenChanged(QWidget* widget, std::function<void()> dress) {
+    class Watcher : public QObject {
+    public:
+        explicit Watcher(QObject* parent) : QObject(parent) { }
+        std::function<void()> dress;
+
+    protected:
+        bool eventFilter(QObject* watched, QEvent* event) override {
+            const bool isChange =
+                event->type() == QEvent::ApplicationPaletteChange || event->type() == QEvent::ApplicationFontChange;
+            if (isChange && watched == qApp)
+                dress();
+            return false;
+        }
+    };
+    auto* const watcher = new Watcher(widget);
+    watcher->dress = std::move(dress);
+    qApp->installEventFilter(watcher);
 }
 
 int theme::animationTime(const QWidget* widget) {

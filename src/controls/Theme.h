@@ -4,6 +4,8 @@
 #include <QFont>
 #include <QPalette>
 
+#include <functional>
+
 class QWidget;
 
 namespace vantorel {
@@ -39,6 +41,10 @@ QFont font(Type type, const QFont& body);
 
 constexpr qreal kCornerRadius = 6; ///< of controls, in logical pixels
 constexpr qreal kPanelRadius = 10; ///< of panels and cards
+
+/// Calls back whenever the palette or the font of the application changes, as long as the widget lives: for what a
+/// widget has made of them and keeps.
+void whenChanged(QWidget* widget, std::function<void()> dress);
 
 /// How long a thing may take to its new place or state, in milliseconds; 0 where the desktop wants no animations.
 int animationTime(const QWidget* widget);
