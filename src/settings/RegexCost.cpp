@@ -5,12 +5,12 @@ namespace vantorel {
 namespace {
 
 // Nanoseconds, rounded up from what ICU 72 took for long rows of each thing.
-constexpr double kUnit = 300;
+constexpr double kUnit = 150;
 constexpr double kSet = 20'000;
 constexpr double kWideSet = 150'000; // one that names classes, or characters of all Unicode
 constexpr double kWideSetInAnyCase = 10'000'000; // each of its characters is looked up
 constexpr double kMovedUnit = 0.2; // a repetition or a look-behind goes over all that has been compiled before it
-constexpr double kMovedUnitOfCount = 4; // so does a count, several times
+constexpr double kMovedUnitOfCount = 6; // so does a count, several times
 
 constexpr double kLongest = 300'000'000;
 

@@ -388,7 +388,7 @@ void TestRuleEditor::manyExpressions_areValidatedInTurns() {
     QCOMPARE(slow.caption().kind, Caption::Kind::help);
     QSignalSpy spy(&slow, &RuleEditor::changed);
     QTRY_VERIFY(!slow.isValidating());
-    QCOMPARE(spy.size(), 2); // one turn for each of the two that were left
+    QCOMPARE(spy.size(), 1);
     QVERIFY(!slow.regexError());
     QVERIFY(!slow.isSaveDisabled());
 
@@ -452,10 +452,9 @@ void TestRuleEditor::hugeText_isValidated() {
     QTRY_VERIFY_WITH_TIMEOUT(!editor->isValidating(), 60'000);
     QVERIFY(!editor->regexError());
     editor->setPattern(text + "(");
-    QVERIFY(!editor->isValidating()); // one new value
-    QVERIFY(editor->regexError());
+    QTRY_VERIFY(editor->regexError());
     editor->setPattern(text + "()");
-    QVERIFY(!editor->isValidating());
+    QTRY_VERIFY(!editor->isValidating());
     QVERIFY(!editor->regexError());
 }
 
