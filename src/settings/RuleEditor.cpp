@@ -3,6 +3,9 @@
 #include "routing/IcuRegex.h"
 #include "routing/PatternList.h"
 #include "routing/RulesStore.h"
+#include "settings/RegexCost.h"
+
+#include <utility>
 
 namespace vantorel {
 
@@ -10,6 +13,8 @@ namespace {
 
 /// Null when the value compiles.
 QString verdictOn(QStringView value) {
+    if (takesLongToCompile(value))
+        return RuleEditor::tr("Expression is too big");
     const auto result = IcuRegex::compile(value, IcuRegex::CaseSensitivity::sensitive);
     const auto* const error = std::get_if<RegexError>(&result);
     return error ? error->message : QString();
@@ -30,8 +35,10 @@ RuleEditor::RuleEditor(RulesStore& store, std::optional<Rule> rule, std::chrono:
     m_nextTurn.setSingleShot(true);
     m_nextTurn.setInterval(0);
     connect(&m_nextTurn, &QTimer::timeout, this, [this] {
-        validateRegex();
-        Q_EMIT changed();
+        const bool hadError = m_regexError.has_value();
+        validateForOneTurn();
+        if (!isValidating() && !hadError)
+            Q_EMIT changed();
     });
 }
 
@@ -95,41 +102,48 @@ void RuleEditor::setSourceAppBundleID(const QString& id) {
 void RuleEditor::validateRegex() {
     m_nextTurn.stop();
     m_regexError.reset();
-    if (m_matchType != Rule::MatchType::regex || m_pattern.isEmpty())
-        m_verdicts.clear();
-    else if (!validateForOneTurn())
-        m_nextTurn.start();
+    m_known.insert(std::exchange(m_found, {})); // the last validation may not have come to the end of its text
+    m_position = 0;
+    if (m_matchType == Rule::MatchType::regex)
+        validateForOneTurn();
 }
 
-bool RuleEditor::validateForOneTurn() {
+void RuleEditor::validateForOneTurn() {
     using Clock = std::chrono::steady_clock;
+    constexpr int kLookUpsBetweenClockReads = 4096;
     const auto begin = Clock::now();
     bool hasCompiled = false;
-    bool isComplete = true;
-    QHash<QString, QString> verdicts; // those on values that have left the text are not taken over
-    anyPattern(m_pattern, [&](QStringView value) {
+    int lookUps = 0;
+    const auto judge = [&](QStringView value) {
         // Nothing is copied to look a value up.
         const auto key = QString::fromRawData(value.data(), value.size());
-        if (verdicts.contains(key))
+        const auto known = m_known.constFind(key);
+        const bool isNew = known == m_known.constEnd() && !m_found.contains(key);
+        if (isNew && m_regexError)
             return false;
-        if (const auto known = m_verdicts.constFind(key); known != m_verdicts.constEnd()) {
-            verdicts.insert(known.key(), *known);
-        } else if (!isComplete || m_regexError) {
-            return false;
-        } else if (hasCompiled && Clock::now() - begin >= m_validationTurn) {
-            isComplete = false;
-            return false;
-        } else {
-            hasCompiled = true;
-            verdicts.insert(value.toString(), verdictOn(value));
+        const bool mayStop = isNew ? hasCompiled : ++lookUps % kLookUpsBetweenClockReads == 0;
+        if (mayStop && Clock::now() - begin >= m_validationTurn) {
+            m_position = value.data() - m_pattern.constData();
+            return true;
         }
-        const QString& verdict = verdicts[key];
-        if (isComplete && !m_regexError && !verdict.isNull())
+        hasCompiled = hasCompiled || isNew;
+        if (isNew)
+            m_found.insert(value.toString(), verdictOn(value));
+        else if (known != m_known.constEnd())
+            m_found.insert(known.key(), *known);
+        const QString& verdict = m_found[key];
+        if (!m_regexError && !verdict.isNull())
             m_regexError = tr("Invalid regex '%1': %2").arg(value.toString(), verdict);
         return false;
-    });
-    m_verdicts = std::move(verdicts);
-    return isComplete;
+    };
+    if (anyPattern(QStringView(m_pattern).sliced(m_position), judge))
+        m_nextTurn.start();
+    else
+        m_known = std::exchange(m_found, {});
+}
+
+bool RuleEditor::isValidating() const {
+    return m_nextTurn.isActive() && !m_regexError;
 }
 
 bool RuleEditor::isSaveDisabled() const {

@@ -19,7 +19,8 @@ class RulesStore;
 /// Typing never waits for long. What compiled before is not compiled again while it stays in the pattern text, and one
 /// turn of the event loop goes on to the next expression for `kValidationTurn` at most. With very many new expressions
 /// in one text (after pasting a long list, say) the rest is checked in the turns that follow; until then there is no
-/// error, and nothing can be saved.
+/// error, and nothing can be saved. An expression whose compilation itself could take long is not compiled: it is too
+/// big (see RegexCost.h).
 class RuleEditor : public QObject {
     Q_OBJECT
 
@@ -73,8 +74,8 @@ public:
     /// Compiles what has not been compiled yet, and sets or clears the error.
     void validateRegex();
 
-    /// Whether some of the pattern text is still to be validated in later turns of the event loop.
-    bool isValidating() const { return m_nextTurn.isActive(); }
+    /// Whether it takes later turns of the event loop to know if there is an error.
+    bool isValidating() const;
 
     bool isSaveDisabled() const;
 
@@ -94,8 +95,7 @@ Q_SIGNALS:
     void changed();
 
 private:
-    /// Sets or clears the error as far as it is known; returns whether all of it is.
-    bool validateForOneTurn();
+    void validateForOneTurn();
 
     RulesStore& m_store;
     const std::optional<Rule> m_rule;
@@ -106,7 +106,11 @@ private:
     bool m_isEnabled = true;
     QString m_sourceAppBundleID;
     std::optional<QString> m_regexError;
-    QHash<QString, QString> m_verdicts; // on values of the pattern text: what is wrong; null for nothing
+    // What is wrong with values of the pattern text; null for nothing. All that was known before the text changed, and
+    // what is found again or anew in it, up to a position.
+    QHash<QString, QString> m_known;
+    QHash<QString, QString> m_found;
+    qsizetype m_position = 0;
     const std::chrono::milliseconds m_validationTurn;
     QTimer m_nextTurn;
 };
