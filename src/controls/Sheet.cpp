@@ -42,7 +42,7 @@ QAccessibleInterface* sheetAccessible(const QString& className, QObject* object)
 Sheet::Sheet(QWidget* content, QWidget* host)
     : QWidget(host)
     , m_host(host)
-    , m_card(new QScrollArea(this))
+    , m_content(content)
     , m_formerFocus(host->window()->focusWidget()) {
     static const bool isKnown = [] {
         QAccessible::installFactory(sheetAccessible);
@@ -50,13 +50,8 @@ Sheet::Sheet(QWidget* content, QWidget* host)
     }();
     Q_UNUSED(isKnown)
     setAccessibleName(content->windowTitle());
-    m_card->setFrameShape(QFrame::NoFrame);
-    m_card->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    m_card->setFocusPolicy(Qt::NoFocus);
-    m_card->viewport()->setAutoFillBackground(false);
-    m_card->setWidget(content);
-    content->setAutoFillBackground(false); // the sheet paints the card, with its corners
-    m_card->setWidgetResizable(true);
+    content->setParent(this);
+    content->show();
     content->installEventFilter(this);
     host->installEventFilter(this);
     cover();
@@ -73,19 +68,18 @@ void Sheet::dismiss() {
     deleteLater();
 }
 
-// The card is as large as its content wants to be, and scrolls where the window is smaller than that.
 void Sheet::cover() {
     setGeometry(m_host->rect());
-    const QSize wanted = m_card->widget()->sizeHint().expandedTo(m_card->widget()->minimumSize());
+    const QSize wanted = m_content->sizeHint().expandedTo(m_content->minimumSize());
     const QSize size(std::min(wanted.width(), width() - 2 * kMargin),
                      std::min(wanted.height(), height() - 2 * kMargin));
     const int top = std::clamp((height() - size.height()) / 3, kMargin, 48);
-    m_card->setGeometry((width() - size.width()) / 2, top, size.width(), size.height());
+    m_content->setGeometry((width() - size.width()) / 2, top, size.width(), size.height());
 }
 
 bool Sheet::eventFilter(QObject* watched, QEvent* event) {
     const bool isHostResized = watched == m_host && event->type() == QEvent::Resize;
-    const bool isContentChanged = watched == m_card->widget() && event->type() == QEvent::LayoutRequest;
+    const bool isContentChanged = watched == m_content && event->type() == QEvent::LayoutRequest;
     if (isHostResized || isContentChanged) {
         cover();
         update();
@@ -95,20 +89,22 @@ bool Sheet::eventFilter(QObject* watched, QEvent* event) {
 
 // From the last control to the first, never to what lies behind.
 bool Sheet::focusNextPrevChild(bool next) {
-    QWidget* const content = m_card->widget();
     QWidget* const from = window()->focusWidget();
     const auto follow = [next](QWidget* widget) {
         return next ? widget->nextInFocusChain() : widget->previousInFocusChain();
     };
-    const auto takesFocus = [content](const QWidget* widget) {
-        return content->isAncestorOf(widget) && (widget->focusPolicy() & Qt::TabFocus) && !widget->focusProxy()
-            && widget->isEnabled() && widget->isVisibleTo(content);
+    const auto takesFocus = [this](const QWidget* widget) {
+        return m_content->isAncestorOf(widget) && (widget->focusPolicy() & Qt::TabFocus) && !widget->focusProxy()
+            && widget->isEnabled() && widget->isVisibleTo(m_content);
     };
-    QWidget* const start = from && content->isAncestorOf(from) ? from : content;
+    QWidget* const start = from && m_content->isAncestorOf(from) ? from : m_content;
     for (QWidget* widget = follow(start); widget != start; widget = follow(widget)) {
         if (takesFocus(widget)) {
             widget->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
-            m_card->ensureWidgetVisible(widget);
+            for (QWidget* outer = widget; outer != this; outer = outer->parentWidget()) {
+                if (auto* const area = qobject_cast<QScrollArea*>(outer))
+                    area->ensureWidgetVisible(widget);
+            }
             return true;
         }
     }
@@ -119,7 +115,7 @@ void Sheet::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillRect(rect(), QColor(0, 0, 0, theme::isDark(palette()) ? 110 : 70));
-    const QRectF card(m_card->geometry());
+    const QRectF card(m_content->geometry());
     painter.setPen(Qt::NoPen);
     for (int i = kShadow; i > 0; --i) {
         painter.setBrush(QColor(0, 0, 0, 5));

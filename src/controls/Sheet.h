@@ -3,13 +3,12 @@
 #include <QPointer>
 #include <QWidget>
 
-class QScrollArea;
-
 namespace vantorel {
 
 /// A dialogue that hangs from the top of its window and covers the rest of it until it is closed.
 ///
-/// The keyboard focus stays within. It is closed by its content alone: neither Escape nor a press beside it does.
+/// As large as its content wants to be, as far as the window has room. The keyboard focus stays within. It is closed by
+/// its content alone: neither Escape nor a press beside it does.
 class Sheet : public QWidget {
     Q_OBJECT
 
@@ -31,7 +30,7 @@ private:
     void cover();
 
     QWidget* m_host;
-    QScrollArea* m_card;
+    QWidget* m_content;
     QPointer<QWidget> m_formerFocus;
 };
 

@@ -1,6 +1,7 @@
 #include "settings/RuleEditorView.h"
 
 #include "controls/Buttons.h"
+#include "controls/FittingScrollArea.h"
 #include "controls/Panel.h"
 #include "controls/SegmentedControl.h"
 #include "controls/SymbolView.h"
@@ -140,7 +141,7 @@ RuleEditorView::RuleEditorView(RulesStore& store, BrowserDetector& detector, Ins
     column->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
     column->setSpacing(16);
     column->addWidget(makeHeader());
-    column->addWidget(makeGrid(detector, appDetector));
+    column->addWidget(new FittingScrollArea(makeGrid(detector, appDetector), this), 1);
     column->addWidget(makeButtons());
 
     m_editor->prefill();

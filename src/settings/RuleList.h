@@ -56,7 +56,7 @@ public:
 
     void ensureVisible(int row);
 
-    QSize minimumSizeHint() const override { return {200, 80}; }
+    QSize minimumSizeHint() const override { return {200, 48}; }
 
 Q_SIGNALS:
     void selectionRequested(const std::optional<QUuid>& id);

@@ -184,7 +184,7 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
     // However long the pattern is, where its links go stays readable.
     const QString target = m_names.browser;
     const qreal targetWidth = std::min<qreal>(
-        QFontMetricsF(caption).horizontalAdvance(QStringLiteral("→ ") + target) + 2 * kSpace + 4, area.width() / 2);
+        QFontMetricsF(caption).horizontalAdvance(QStringLiteral("→") + target) + 3 * kSpace + 4, area.width() / 2);
 
     if (m_names.app) {
         const qreal side = std::min<qreal>(area.height(), 14);

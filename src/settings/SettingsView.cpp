@@ -1,6 +1,7 @@
 #include "settings/SettingsView.h"
 
 #include "controls/Buttons.h"
+#include "controls/FittingScrollArea.h"
 #include "controls/Panel.h"
 #include "controls/Sheet.h"
 #include "controls/Switch.h"
@@ -187,7 +188,7 @@ QWidget* SettingsView::makeEmptyState() {
     column->addSpacing(4);
     column->addWidget(button, 0, Qt::AlignCenter);
     column->addStretch();
-    return area;
+    return new FittingScrollArea(area, this);
 }
 
 QWidget* SettingsView::makeFooter() {

@@ -1,9 +1,10 @@
 #include "controls/Sheet.h"
 
+#include "controls/FittingScrollArea.h"
+
 #include <QAccessible>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QScrollArea>
 #include <QScrollBar>
 #include <QTest>
 #include <QVBoxLayout>
@@ -22,7 +23,7 @@ struct Window : QWidget {
     }
 
     Sheet* present(int height = 200) {
-        auto* const content = new QWidget;
+        content = new QWidget;
         content->setFixedSize(300, height);
         content->setWindowTitle("Edit");
         auto* const column = new QVBoxLayout(content);
@@ -32,6 +33,7 @@ struct Window : QWidget {
     }
 
     QPushButton* behind = new QPushButton("behind");
+    QWidget* content = nullptr;
     QLineEdit *first = nullptr, *second = nullptr, *third = nullptr;
 };
 
@@ -47,17 +49,30 @@ private Q_SLOTS:
         QCOMPARE(sheet->geometry(), window.rect());
         window.resize(700, 600);
         QCOMPARE(sheet->geometry(), window.rect());
-        const auto* const card = sheet->findChild<QScrollArea*>();
+        const QWidget* const card = window.content;
         QCOMPARE(card->size(), QSize(300, 200));
         QVERIFY(window.rect().contains(card->geometry()));
     }
 
-    void content_scrolls_in_a_window_that_is_too_small() {
+    void content_that_can_shrink_does_so_in_a_window_that_is_too_small() {
         Window window;
-        const Sheet* const sheet = window.present(900);
-        const auto* const card = sheet->findChild<QScrollArea*>();
-        QVERIFY(window.rect().contains(card->geometry()));
-        QVERIFY(card->verticalScrollBar()->maximum() > 0);
+        auto* const tall = new QWidget;
+        tall->setFixedSize(300, 900);
+        auto* const column = new QVBoxLayout(tall);
+        auto *const top = new QLineEdit, *const bottom = new QLineEdit;
+        column->addWidget(top);
+        column->addStretch();
+        column->addWidget(bottom);
+        auto* const area = new FittingScrollArea(tall);
+        QCOMPARE(area->sizeHint(), QSize(300, 900));
+        const Sheet* const sheet = new Sheet(area, &window);
+        QVERIFY(sheet->rect().contains(area->geometry()));
+        QVERIFY(area->verticalScrollBar()->maximum() > 0);
+        // What has the focus is in view.
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QTest::keyClick(window.focusWidget(), Qt::Key_Tab);
+        QVERIFY(bottom->hasFocus());
+        QCOMPARE(area->verticalScrollBar()->value(), area->verticalScrollBar()->maximum());
     }
 
     void keyboard_stays_within() {
