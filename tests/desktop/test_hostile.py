@@ -246,6 +246,39 @@ class Odd(Hostile):
         self.still_well()
 
 
+class Windows(Hostile):
+    TERMINAL = "org.example.Terminal"
+    DIALOG = "org.example.Dialog"
+
+    def candidates_with(self, title):
+        """The candidates of a link while the window with this title is the active one."""
+        search = ["xdotool", "search", "--onlyvisible", "--name", f"^{title}$"]
+        window = wait_until(lambda: self.private.run(search).stdout.split(), f"the window {title}")[0].decode()
+        wanted = f"# {int(window):#x}".encode()
+
+        def is_active():
+            self.private.run(["xdotool", "windowactivate", window])
+            return wanted in self.private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
+
+        wait_until(is_active, f"window {title} to be active", detail=self.private.describe)
+        self.assertEqual(self.browser_of(self.run_as(None, ODD, "waiting", LINK)), THIRD_BROWSER)
+        return self.private.last_event()[1]
+
+    def test_window_of_a_program_that_a_terminal_runs(self):
+        self.start(display=True)
+        self.private.add_application(self.TERMINAL, "/usr/bin/xterm")
+        self.private.spawn(["xterm", "-T", "terminal", "-e", "zenity", "--info", "--title=dialog", "--text=text"],
+                           stderr=subprocess.DEVNULL)
+        # No application has this class: the window is the terminal's, for want of anything better.
+        self.assertEqual(self.candidates_with("dialog")[-1], self.TERMINAL)
+        self.private.add_application(self.DIALOG, "/bin/true", StartupWMClass="Zenity")
+        self.assertEqual(self.candidates_with("dialog")[-1], self.DIALOG)
+        # The terminal's own process comes before a class that it was given.
+        self.private.spawn(["xterm", "-T", "other", "-class", "Zenity", "-e", "sleep", "9999"],
+                           stderr=subprocess.DEVNULL)
+        self.assertEqual(self.candidates_with("other")[-1], self.TERMINAL)
+
+
 @unittest.skipUnless(shutil.which("bwrap"), "package bubblewrap is not installed")
 class Sandboxed(Hostile):
     def sandboxed(self, make_file):
