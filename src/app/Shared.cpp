@@ -57,8 +57,9 @@ ActivationSource* makeActivationSource() {
     const QByteArray display = qgetenv("DISPLAY");
     if (display.isEmpty() || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         return new NoActivationSource;
-    static auto& windows = *new WindowApplications(
-        [] { return currentIndex().get(); }, [](pid_t process) { return processApplications().applicationOf(process); });
+    static auto& windows =
+        *new WindowApplications([] { return currentIndex().get(); },
+                                [](pid_t process) { return processApplications().applicationOf(process); });
     return new X11ActivationSource(display, kBusName,
                                    [](const WindowIdentity& window) { return windows.applicationOf(window); });
 }
