@@ -11,6 +11,7 @@
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
+#include "platform/freedesktop/InstalledIndex.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/ProcessApplications.h"
 #include "platform/freedesktop/SpawnRunner.h"
@@ -56,8 +57,9 @@ ActivationSource* makeActivationSource() {
     const QByteArray display = qgetenv("DISPLAY");
     if (display.isEmpty() || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         return new NoActivationSource;
-    static auto& windows = *new WindowApplications(
-        installedWindowEntries, [](pid_t process) { return processApplications().applicationOf(process); });
+    static auto& windows =
+        *new WindowApplications([] { return currentIndex().get(); },
+                                [](pid_t process) { return processApplications().applicationOf(process); });
     return new X11ActivationSource(display, kBusName,
                                    [](const WindowIdentity& window) { return windows.applicationOf(window); });
 }
@@ -97,8 +99,13 @@ SourceAppTracker& sourceAppTracker() {
     return tracker;
 }
 
+CurrentIndex& currentIndex() {
+    static auto& index = *new CurrentIndex;
+    return index;
+}
+
 ProcessApplications& processApplications() {
-    static auto& applications = *new ProcessApplications;
+    static auto& applications = *new ProcessApplications([] { return currentIndex().get(); }, kBusName);
     return applications;
 }
 
