@@ -12,7 +12,7 @@ constexpr double kWideSetInAnyCase = 10'000'000; // each of its characters is lo
 constexpr double kMovedUnit = 0.2; // a repetition or a look-behind goes over all that has been compiled before it
 constexpr double kMovedUnitOfCount = 6; // so does a count, several times
 
-constexpr double kLongest = 300'000'000;
+constexpr double kLongest = 200'000'000;
 
 bool isLetter(QChar c) {
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');

@@ -115,7 +115,7 @@ int RuleListModel::rowCount(const QModelIndex& parent) const {
 }
 
 QVariant RuleListModel::data(const QModelIndex& index, int role) const {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (!index.isValid())
         return {};
     switch (role) {
     case Qt::DisplayRole: return title(index.row());
@@ -131,7 +131,7 @@ QVariant RuleListModel::data(const QModelIndex& index, int role) const {
 }
 
 bool RuleListModel::setData(const QModelIndex& index, const QVariant& value, int role) {
-    if (role != Qt::CheckStateRole || !checkIndex(index, CheckIndexOption::IndexIsValid))
+    if (role != Qt::CheckStateRole || !index.isValid())
         return false;
     setEnabled(index.row(), value.toInt() == Qt::Checked);
     return true;

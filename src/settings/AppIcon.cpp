@@ -1,0 +1,21 @@
+#include "settings/AppIcon.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QStyle>
+
+namespace vantorel {
+
+QIcon appIcon(const QString& nameOrPath) {
+    if (QDir::isAbsolutePath(nameOrPath)) {
+        if (QFileInfo(nameOrPath).isFile())
+            return QIcon(nameOrPath);
+    } else if (const QIcon themed = QIcon::fromTheme(nameOrPath); !themed.isNull()) {
+        return themed;
+    }
+    const QIcon generic = QIcon::fromTheme(QStringLiteral("application-x-executable"));
+    return generic.isNull() ? QApplication::style()->standardIcon(QStyle::SP_FileIcon) : generic;
+}
+
+} // namespace vantorel

@@ -1,0 +1,70 @@
+#include "settings/BundlePicker.h"
+
+#include "settings/AppIcon.h"
+
+#include <QListView>
+#include <QScopedValueRollback>
+#include <QWheelEvent>
+
+namespace vantorel {
+
+namespace {
+
+// Narrow enough for any width that a caller may set.
+constexpr int kMinimumContents = 4;
+
+} // namespace
+
+BundlePicker::BundlePicker(const QString& placeholder, QWidget* parent)
+    : QComboBox(parent)
+    , m_lines(new PickerModel(placeholder, appIcon, this)) {
+    setAccessibleDescription(placeholder);
+    setFocusPolicy(Qt::StrongFocus); // not by the wheel: see wheelEvent()
+    setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    setMinimumContentsLength(kMinimumContents);
+    // Otherwise opening the list would measure every line, and load every icon for that.
+    if (auto* const list = qobject_cast<QListView*>(view()))
+        list->setUniformItemSizes(true);
+    setModel(m_lines);
+    // Unlike activated(), this also comes when a name is typed while the list is closed.
+    connect(this, &QComboBox::currentIndexChanged, this, [this](int row) {
+        if (m_isUserChoosing)
+            choose(row);
+    });
+}
+
+void BundlePicker::setSelectedBundleID(const QString& id) {
+    m_selectedBundleID = id;
+    showSelection();
+}
+
+void BundlePicker::setEntries(const QList<PickerModel::Entry>& entries) {
+    const QScopedValueRollback following(m_isUserChoosing, false);
+    m_lines->setEntries(entries);
+    showSelection();
+}
+
+void BundlePicker::showSelection() {
+    const QScopedValueRollback following(m_isUserChoosing, false);
+    setCurrentIndex(m_lines->rowOf(m_selectedBundleID));
+}
+
+void BundlePicker::choose(int row) {
+    if (row < 0)
+        return;
+    const QString id = itemData(row).toString();
+    if (id == m_selectedBundleID)
+        return;
+    m_selectedBundleID = id;
+    Q_EMIT selectedBundleIDChanged(id);
+}
+
+// While the pointer only passes, with the wheel turning, nothing must change.
+void BundlePicker::wheelEvent(QWheelEvent* event) {
+    if (hasFocus())
+        QComboBox::wheelEvent(event);
+    else
+        event->ignore();
+}
+
+} // namespace vantorel
