@@ -16,9 +16,13 @@
 #include "platform/freedesktop/SpawnRunner.h"
 #include "platform/freedesktop/WindowApplications.h"
 #include "platform/x11/X11ActivationSource.h"
+#include "platform/x11/X11Display.h"
 #include "routing/Link.h"
 #include "routing/RulesEngine.h"
 #include "routing/RulesStore.h"
+
+#include <QWidget>
+#include <QWindow>
 
 #include <cstdio>
 
@@ -125,6 +129,20 @@ InstalledAppDetector& installedAppDetector() {
         },
         kBusName);
     return detector;
+}
+
+QWidget* makeSettingsView() {
+    return new QWidget;
+}
+
+// Under Wayland Qt takes the token from the environment.
+void bringToFront(QWindow& window) {
+    const LaunchContext& context = launchContext();
+    if (!context.activationToken.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", context.activationToken);
+    window.requestActivate();
+    X11Display::bringToFront(window, context.startupID);
+    qunsetenv("XDG_ACTIVATION_TOKEN");
 }
 
 } // namespace vantorel::shared

@@ -1,5 +1,8 @@
 #pragma once
 
+class QWidget;
+class QWindow;
+
 namespace vantorel {
 
 class BrowserDetector;
@@ -24,6 +27,12 @@ ProcessApplications& processApplications();
 LaunchContext& launchContext();
 BrowserDetector& browserDetector();
 InstalledAppDetector& installedAppDetector();
+
+/// What the settings window shows. Made anew at each call, and then the caller's.
+QWidget* makeSettingsView();
+
+/// Gives a visible window the focus, with what the launch context holds for that.
+void bringToFront(QWindow& window);
 
 } // namespace shared
 

@@ -77,6 +77,13 @@ void DBusLinkSource::deliver(const QStringList& uris, const std::optional<QStrin
     m_context = {};
 }
 
+bool DBusLinkSource::openSettings(LaunchContext context) {
+    m_context = std::move(context);
+    const bool isShown = m_handlers.openSettings();
+    m_context = {};
+    return isShown;
+}
+
 // Asked before the call is answered: the sender waits for the answer, and so is still there.
 std::optional<QString> DBusLinkSource::senderApplication(const QString& busName) const {
     const QDBusReply<uint> process = m_bus.interface()->servicePid(busName);
