@@ -1,0 +1,85 @@
+#include "controls/Theme.h"
+
+#include <QFontDatabase>
+#include <QStyle>
+#include <QWidget>
+
+#include <algorithm>
+
+namespace vantorel {
+
+namespace {
+
+QColor mixed(const QColor& a, const QColor& b, qreal shareOfB) {
+    const auto mix = [shareOfB](float x, float y) {
+        return static_cast<float>(static_cast<qreal>(x) * (1 - shareOfB) + static_cast<qreal>(y) * shareOfB);
+    };
+    return QColor::fromRgbF(mix(a.redF(), b.redF()), mix(a.greenF(), b.greenF()), mix(a.blueF(), b.blueF()));
+}
+
+QColor withAlpha(QColor color, qreal alpha) {
+    color.setAlphaF(static_cast<float>(alpha));
+    return color;
+}
+
+QFont scaled(QFont font, qreal factor, QFont::Weight weight = QFont::Normal) {
+    if (font.pixelSize() > 0)
+        font.setPixelSize(std::max(1, qRound(font.pixelSize() * factor)));
+    else
+        font.setPointSizeF(font.pointSizeF() * factor);
+    font.setWeight(weight);
+    return font;
+}
+
+} // namespace
+
+bool theme::isDark(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightnessF() < palette.color(QPalette::WindowText).lightnessF();
+}
+
+QColor theme::color(Tone tone, const QPalette& palette) {
+    const QColor text = palette.color(QPalette::WindowText), window = palette.color(QPalette::Window);
+    const bool dark = isDark(palette);
+    switch (tone) {
+    case Tone::primary: return text;
+    case Tone::secondary: return mixed(text, window, 0.3);
+    case Tone::tertiary: return mixed(text, window, 0.4);
+    case Tone::accent: return palette.color(QPalette::Highlight);
+    case Tone::onAccent: return palette.color(QPalette::HighlightedText);
+    case Tone::blue: return dark ? QColor(0x7a, 0xb8, 0xff) : QColor(0x0a, 0x5b, 0xc4);
+    case Tone::purple: return dark ? QColor(0xd0, 0xa5, 0xf7) : QColor(0x80, 0x2f, 0xb8);
+    case Tone::red: return dark ? QColor(0xff, 0x8a, 0x80) : QColor(0xbf, 0x21, 0x17);
+    case Tone::outline: return withAlpha(text, dark ? 0.18 : 0.2);
+    case Tone::separator: return withAlpha(text, 0.12);
+    case Tone::panel: return dark ? withAlpha(Qt::white, 0.05) : withAlpha(Qt::white, 0.6);
+    case Tone::hover: return withAlpha(text, 0.06);
+    case Tone::pressed: return withAlpha(text, 0.13);
+    }
+    return text;
+}
+
+QFont theme::font(Type type, const QFont& body) {
+    switch (type) {
+    case Type::title2: return scaled(body, 1.3, QFont::DemiBold);
+    case Type::headline: return scaled(body, 1.1, QFont::DemiBold);
+    case Type::subheadline: return scaled(body, 1.0, QFont::DemiBold);
+    case Type::body: return body;
+    case Type::callout: return scaled(body, 0.96);
+    case Type::caption: return scaled(body, 0.88);
+    case Type::monospacedCaption: {
+        QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+        if (body.pixelSize() > 0)
+            fixed.setPixelSize(body.pixelSize());
+        else
+            fixed.setPointSizeF(body.pointSizeF());
+        return scaled(fixed, 0.86);
+    }
+    }
+    return body;
+}
+
+int theme::animationTime(const QWidget* widget) {
+    return std::min(widget->style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, widget), 160);
+}
+
+} // namespace vantorel

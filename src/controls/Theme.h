@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QColor>
+#include <QFont>
+#include <QPalette>
+
+class QWidget;
+
+namespace vantorel {
+
+/// Colours, type and shapes that all windows share. Everything is derived from the palette and font in effect at the
+/// call, so that a change of the desktop's theme shows with the next repaint.
+namespace theme {
+
+enum class Tone {
+    primary, ///< text that matters
+    secondary, ///< text beside it
+    tertiary, ///< hints and decoration
+    accent, ///< the desktop's own colour for what is chosen
+    onAccent, ///< text on the accent
+    blue,
+    purple,
+    red,
+    outline, ///< thin lines around panels and controls
+    separator, ///< thin lines between things
+    panel, ///< the fill of a panel on the window
+    hover, ///< laid over what the pointer is on
+    pressed, ///< laid over what is held down
+};
+
+/// Texts reach a contrast of 4.5 to 1 against the window and the base wherever the palette's own text does.
+QColor color(Tone tone, const QPalette& palette);
+
+bool isDark(const QPalette& palette);
+
+enum class Type { title2, headline, subheadline, body, callout, caption, monospacedCaption };
+
+QFont font(Type type, const QFont& body);
+
+constexpr qreal kCornerRadius = 6; ///< of controls, in logical pixels
+constexpr qreal kPanelRadius = 10; ///< of panels and cards
+
+/// How long a thing may take to its new place or state, in milliseconds; 0 where the desktop wants no animations.
+int animationTime(const QWidget* widget);
+
+} // namespace theme
+
+} // namespace vantorel
