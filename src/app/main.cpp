@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/DisplayPlatform.h"
+#include "app/ExitGuard.h"
 #include "app/Restart.h"
 #include "app/Shared.h"
 #include "discovery/BrowserDetector.h"
@@ -14,7 +15,6 @@
 #include "platform/freedesktop/RunningInstance.h"
 #include "platform/freedesktop/SystemLog.h"
 #include "platform/freedesktop/TerminationSignals.h"
-#include "platform/x11/X11Display.h"
 #include "routing/Link.h"
 #include "routing/RulesEngine.h"
 #include "routing/RulesStore.h"
@@ -176,6 +176,8 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
     });
     startAnew = [&delegate](Restart::Legacy next) {
         next.lastActiveBundleID = shared::sourceAppTracker().lastActiveBundleID();
+        // The bus may start another program as soon as this one has given up its name.
+        shared::rulesStore().performSave();
         delegate.applicationWillTerminate();
         Restart::execute(next);
     };
@@ -197,20 +199,26 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
 
     const TerminationSignals terminationSignals;
 
-    // Two starts at the same time: the other one was quicker.
-    if (!linkSource.claimName())
-        return handOver(bus, links).value_or(EXIT_FAILURE);
+    // Two starts at the same time: the other one was quicker. The user has no wish but links when the bus starts the
+    // program, and when it starts itself anew.
+    if (!linkSource.claimName()) {
+        const bool isUnasked = qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE") || legacy.withoutDisplay;
+        return isUnasked && links.isEmpty() ? EXIT_SUCCESS : handOver(bus, links).value_or(EXIT_FAILURE);
+    }
 
     QObject::connect(&terminationSignals, &TerminationSignals::received, &application, QCoreApplication::quit);
     QObject::connect(&linkSource, &DBusLinkSource::busLost, &application, QCoreApplication::quit);
-    X11Display::onLost([&startAnew] { startAnew({.withoutDisplay = true}); });
     if (!menuBarManager)
         tell(QStringLiteral("no display; links are routed without icon and windows"));
     linkSource.deliverArguments(links);
     if (legacy.showsSettings)
         QMetaObject::invokeMethod(
             &linkSource, [&] { linkSource.openSettings(legacy.context); }, Qt::QueuedConnection);
-    const int status = QCoreApplication::exec();
+    int status = EXIT_SUCCESS;
+    {
+        const ExitGuard displayLost([&startAnew] { startAnew({.withoutDisplay = true}); });
+        status = QCoreApplication::exec();
+    }
     delegate.applicationWillTerminate();
     return status;
 }

@@ -1,5 +1,3 @@
-#include <glib-unix.h>
-
 #include "platform/x11/X11Display.h"
 
 #include <QGuiApplication>
@@ -12,8 +10,6 @@
 #include <system_error>
 #include <thread>
 #include <utility>
-
-#include <poll.h>
 
 #include <xcb/xcb.h>
 
@@ -48,23 +44,6 @@ bool X11Display::answers(std::chrono::milliseconds patience) {
         return false;
     }
     return isLetIn.wait_for(patience) == std::future_status::ready && isLetIn.get();
-}
-
-// Qt calls exit() as soon as it handles the events of a connection that is broken. GLib dispatches what has a higher
-// priority first, so the end of the connection is heard here before that.
-void X11Display::onLost(std::function<void()> lost) {
-    xcb_connection_t* const connection = connectionOfQt();
-    if (!connection)
-        return;
-    const auto ended = static_cast<GIOCondition>(G_IO_HUP | G_IO_ERR | POLLRDHUP);
-    g_unix_fd_add_full(
-        G_PRIORITY_HIGH, xcb_get_file_descriptor(connection), ended,
-        [](int, GIOCondition, void* data) -> gboolean {
-            (*static_cast<std::function<void()>*>(data))();
-            return G_SOURCE_REMOVE;
-        },
-        new std::function<void()>(std::move(lost)),
-        [](void* data) { delete static_cast<std::function<void()>*>(data); });
 }
 
 // Qt asks as a program that wants the focus for itself, which window managers refuse while the user works elsewhere.

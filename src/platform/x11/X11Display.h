@@ -3,7 +3,6 @@
 #include <QByteArray>
 
 #include <chrono>
-#include <functional>
 
 class QWindow;
 
@@ -15,10 +14,6 @@ namespace X11Display {
 /// Whether the server that DISPLAY names lets this program in. Takes no longer than `patience`, whatever state the
 /// server is in. Needs no application object.
 bool answers(std::chrono::milliseconds patience);
-
-/// Calls back once, from the event loop, when the server that Qt shows its windows on is gone, in time before Qt
-/// notices and ends the program. Does nothing where Qt's windows are on no X server.
-void onLost(std::function<void()> lost);
 
 /// Asks the window manager to give the window, one of Qt's, the focus as for a click of the user, wherever that was.
 /// `startupID` is what came with the click, and may be empty. Does nothing where Qt's windows are on no X server.
