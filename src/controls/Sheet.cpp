@@ -54,8 +54,8 @@ Sheet::Sheet(QWidget* content, QWidget* host)
     m_card->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_card->setFocusPolicy(Qt::NoFocus);
     m_card->viewport()->setAutoFillBackground(false);
-    content->setAutoFillBackground(false);
     m_card->setWidget(content);
+    content->setAutoFillBackground(false); // the sheet paints the card, with its corners
     m_card->setWidgetResizable(true);
     content->installEventFilter(this);
     host->installEventFilter(this);
@@ -76,7 +76,7 @@ void Sheet::dismiss() {
 // The card is as large as its content wants to be, and scrolls where the window is smaller than that.
 void Sheet::cover() {
     setGeometry(m_host->rect());
-    const QSize wanted = m_card->widget()->sizeHint();
+    const QSize wanted = m_card->widget()->sizeHint().expandedTo(m_card->widget()->minimumSize());
     const QSize size(std::min(wanted.width(), width() - 2 * kMargin),
                      std::min(wanted.height(), height() - 2 * kMargin));
     const int top = std::clamp((height() - size.height()) / 3, kMargin, 48);

@@ -102,6 +102,11 @@ QSize Style::sizeFromContents(ContentsType type, const QStyleOption* option, con
     return result;
 }
 
+QRect Style::subElementRect(SubElement element, const QStyleOption* option, const QWidget* widget) const {
+    const QRect rect = QProxyStyle::subElementRect(element, option, widget);
+    return element == SE_LineEditContents ? rect.adjusted(4, 0, -4, 0) : rect;
+}
+
 QRect Style::subControlRect(ComplexControl control, const QStyleOptionComplex* option, SubControl subControl,
                             const QWidget* widget) const {
     if (control == CC_ComboBox && subControl == SC_ComboBoxEditField) {

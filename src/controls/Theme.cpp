@@ -28,6 +28,8 @@ QFont scaled(QFont font, qreal factor, QFont::Weight weight = QFont::Normal) {
     else
         font.setPointSizeF(font.pointSizeF() * factor);
     font.setWeight(weight);
+    // A painter takes what a font leaves open from the widget that it paints on.
+    font.setFamilies(font.families());
     return font;
 }
 

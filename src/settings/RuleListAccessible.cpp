@@ -155,7 +155,8 @@ public:
         return {pressAction(), editAction(), deleteAction(), moveUpAction(), moveDownAction(), setFocusAction()};
     }
     QString localizedActionName(const QString& action) const override {
-        return action == pressAction() ? QCoreApplication::translate("RuleList", "Select") : QAccessibleActionInterface::localizedActionName(action);
+        return action == pressAction() ? QCoreApplication::translate("RuleList", "Select")
+                                       : QAccessibleActionInterface::localizedActionName(action);
     }
     void doAction(const QString& action) override {
         if (!isValid())

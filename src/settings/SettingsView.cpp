@@ -56,6 +56,9 @@ SettingsView::SettingsView(RulesStore& store, BrowserDetector& detector, Install
     , m_systemSettings(systemSettings)
     , m_rules(new RuleListModel(store, detector, appDetector)) {
     m_rules->setParent(this);
+    // Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most.
+    setFocusPolicy(Qt::ClickFocus);
+    setFocus();
     auto* const column = columnIn(this, 0);
     column->addWidget(makeToolbar());
     column->addWidget(m_tipsBanner = makeTipsBanner());
