@@ -9,6 +9,9 @@
 #include "platform/NoActivationSource.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
 #include "platform/freedesktop/BusNames.h"
+#include "platform/freedesktop/ColorScheme.h"
+#include "platform/freedesktop/DesktopPalette.h"
+#include "platform/freedesktop/DesktopSystemSettings.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
 #include "platform/freedesktop/LaunchContext.h"
@@ -21,6 +24,8 @@
 #include "routing/RulesEngine.h"
 #include "routing/RulesStore.h"
 
+#include <QApplication>
+#include <QFile>
 #include <QWidget>
 #include <QWindow>
 
@@ -69,6 +74,24 @@ ActivationSource* makeActivationSource() {
 ActivationSource& activationSource() {
     static auto& source = *makeActivationSource();
     return source;
+}
+
+// A portal that has to be started first is not waited for: the window then changes its colours a little later.
+constexpr std::chrono::milliseconds kPatienceWithPortal{50};
+
+// Where a theme of the desktop brings colours they are what the user wants.
+void followColorScheme() {
+    if (!isQtsOwn(QApplication::palette()))
+        return;
+    static auto& scheme = *new ColorScheme(QDBusConnection::sessionBus());
+    const auto apply = [] {
+        const QColor accent = scheme.accent().value_or(QColor());
+        const bool isDark = scheme.preference() == ColorScheme::Preference::dark;
+        QApplication::setPalette(isDark ? darkPalette(accent) : lightPalette(accent));
+    };
+    QObject::connect(&scheme, &ColorScheme::changed, qApp, apply);
+    scheme.start(kPatienceWithPortal);
+    apply();
 }
 
 } // namespace
@@ -131,7 +154,14 @@ InstalledAppDetector& installedAppDetector() {
     return detector;
 }
 
+DesktopSystemSettings& systemSettings() {
+    static auto& settings =
+        *new DesktopSystemSettings(kBusName.toLatin1(), QFile::encodeName(QCoreApplication::applicationFilePath()));
+    return settings;
+}
+
 QWidget* makeSettingsView() {
+    followColorScheme();
     return new QWidget;
 }
 

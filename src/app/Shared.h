@@ -6,6 +6,7 @@ class QWindow;
 namespace vantorel {
 
 class BrowserDetector;
+class DesktopSystemSettings;
 class InstalledAppDetector;
 class InterceptDebugStore;
 class ProcessApplications;
@@ -27,6 +28,8 @@ ProcessApplications& processApplications();
 LaunchContext& launchContext();
 BrowserDetector& browserDetector();
 InstalledAppDetector& installedAppDetector();
+
+DesktopSystemSettings& systemSettings();
 
 /// What the settings window shows. Made anew at each call, and then the caller's.
 QWidget* makeSettingsView();

@@ -11,6 +11,7 @@
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/DBusLinkSource.h"
 #include "platform/freedesktop/DebugAdaptor.h"
+#include "platform/freedesktop/DesktopSystemSettings.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/RunningInstance.h"
 #include "platform/freedesktop/SystemLog.h"
@@ -195,6 +196,7 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
     QObject::connect(&applicationMonitor, &ApplicationMonitor::changed, &application, [] {
         shared::browserDetector().refresh();
         shared::installedAppDetector().refresh();
+        shared::systemSettings().refresh();
     });
 
     const TerminationSignals terminationSignals;

@@ -9,12 +9,15 @@ import time
 from gi.repository import GLib
 
 from harness import processes, settings
-from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main
+from harness.case import BROWSER, DesktopTest, main, sender
 from harness.desktop import APPLICATION
 from harness.processes import wait_until
 
 LINK = "https://example.test/page"
 TITLE = "Vantorel \u2014 Settings"
+
+PORTAL = "org.freedesktop.portal.Desktop"
+PORTAL_PATH = "/org/freedesktop/portal/desktop"
 
 # Many times what anything here needs, and far less than forever: who waits for a stopped server waits for good.
 AT_ONCE = 10.0
@@ -185,6 +188,67 @@ class SettingsWindow(WindowTest):
         self.assertEqual(router.returncode, 0)
         values = settings.parse(processes.read_bytes(self.private.settings_file))
         self.assertEqual(values[settings.FALLBACK], BROWSER.encode())
+
+
+class Colors(WindowTest):
+    """Dark or light as the desktop portal says, where no theme brings colours."""
+
+    DARK, LIGHT = "#2B2B2B", "#F4F4F4"
+
+    def start_portal(self, **options):
+        arguments = [str(options.get(name, default)) for name, default in (("scheme", 0), ("accent", ""), ("delay", 0))]
+        self.private.spawn([sender("fake_portal.py"), *arguments])
+        wait_until(lambda: self.private.call_bus("NameHasOwner", GLib.Variant("(s)", (PORTAL,)))[0], "the portal",
+                   detail=self.private.describe)
+
+    def choose(self, key, value):
+        self.private.call("com.example.Choice", "Set", GLib.Variant("(sv)", (key, value)), name=PORTAL, path=PORTAL_PATH)
+
+    def color(self, window):
+        """The colour of a corner of the window."""
+        picture = ["import", "-window", str(window), "-crop", "1x1+3+3", "-depth", "8", "txt:-"]
+        found = re.search(rb"#[0-9A-F]{6}", self.private.run(picture).stdout)
+        return found.group(0).decode() if found else None
+
+    def wait_for_color(self, window, color):
+        wait_until(lambda: self.color(window) == color, f"the colour {color}", detail=lambda: str(self.color(window)))
+
+    def shown(self, **portal):
+        self.prepared()
+        if portal:
+            self.start_portal(**portal)
+        self.private.start_router()
+        self.activate()
+        return self.window()
+
+    def test_without_a_portal(self):
+        self.wait_for_color(self.shown(), self.LIGHT)
+
+    def test_each_preference(self):
+        for scheme, color in ((0, self.LIGHT), (1, self.DARK), (2, self.LIGHT), (77, self.LIGHT)):
+            with self.subTest(scheme=scheme):
+                self.wait_for_color(self.shown(scheme=scheme), color)
+
+    def test_change_while_the_window_is_open(self):
+        window = self.shown(scheme=1, accent="0.2,0.5,0.9")
+        self.wait_for_color(window, self.DARK)
+        for scheme, color in ((2, self.LIGHT), (1, self.DARK), (0, self.LIGHT)):
+            self.choose("color-scheme", GLib.Variant("u", scheme))
+            self.wait_for_color(window, color)
+
+    def test_portal_that_answers_late_is_not_waited_for(self):
+        window = self.shown(scheme=1, delay=2)
+        self.wait_for_color(window, self.DARK)
+
+    def test_nonsense_is_borne(self):
+        window = self.shown(scheme=1)
+        self.wait_for_color(window, self.DARK)
+        for key, value in (("accent-color", GLib.Variant("(ddd)", (7.0, -1.0, 0.0))),
+                           ("accent-color", GLib.Variant("s", "red")), ("accent-color", GLib.Variant("(sss)", ("a", "b", "c"))),
+                           ("contrast", GLib.Variant("u", 1)), ("color-scheme", GLib.Variant("s", "x"))):
+            self.choose(key, value)
+        self.wait_for_color(window, self.LIGHT)  # what cannot be read is no preference
+        self.route_at_once()
 
 
 class Arguments(WindowTest):
