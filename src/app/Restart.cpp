@@ -93,7 +93,7 @@ void Restart::execute(const Legacy& legacy) {
     execv(program.constData(), arguments);
     execv("/proc/self/exe", arguments);
     std::perror("vantorel: cannot start anew");
-    _exit(EXIT_FAILURE);
+    std::_Exit(EXIT_FAILURE);
 }
 
 } // namespace vantorel

@@ -1,5 +1,6 @@
 """The settings window: how it comes up, what it looks like to the desktop, and displays that misbehave."""
 
+import json
 import os
 import re
 import signal
@@ -9,7 +10,7 @@ import time
 from gi.repository import GLib
 
 from harness import processes, settings
-from harness.case import BROWSER, DesktopTest, main, sender
+from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main, sender
 from harness.desktop import APPLICATION
 from harness.processes import wait_until
 
@@ -426,6 +427,107 @@ class BadDisplays(WindowTest):
         self.route_at_once()
         self.assertEqual(desktop.router_pid(), running)
         self.assertEqual(router.poll(), None if router.pid == running else 0)
+
+
+class Wayland(WindowTest):
+    """The same on a compositor of its own, which shows nothing anywhere."""
+
+    def start_compositor(self):
+        # It refuses to run as root, and keeps its sockets in a folder that belongs to its user.
+        desktop = self.private
+        folder = desktop.folder("sway", 0o700)
+        configuration = desktop.write(os.path.join(folder, "config"),
+                                      "xwayland disable\nfocus_on_window_activation focus\nfor_window [app_id=.*] floating enable\n")
+        argv = ["sway", "--config", configuration]
+        if os.geteuid() == 0:
+            for path in (folder, configuration):
+                os.chown(path, 65534, 65534)
+            argv = ["setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups", "--"] + argv
+        for left_over in ("commands", "wayland-1"):
+            if os.path.exists(os.path.join(folder, left_over)):
+                os.unlink(os.path.join(folder, left_over))
+        desktop.environment.update({"SWAYSOCK": os.path.join(folder, "commands"),
+                                    "WAYLAND_DISPLAY": os.path.join(folder, "wayland-1")})
+        own = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": None, "DISPLAY": None, "WLR_BACKENDS": "headless",
+               "WLR_RENDERER": "pixman", "WLR_LIBINPUT_NO_DEVICES": "1"}
+        with open(os.path.join(desktop.logs, "compositor"), "ab") as log:
+            compositor = desktop.spawn(argv, own, stdout=log, stderr=log)
+        wait_until(lambda: desktop.run(["swaymsg", "-t", "get_version"]).returncode == 0, "the compositor",
+                   detail=lambda: desktop.text_of(os.path.join(desktop.logs, "compositor")))
+        return compositor
+
+    def nodes(self):
+        """What the compositor says of each window of the program."""
+        def walk(node):
+            if node.get("app_id") == PROGRAM_ID:
+                yield node
+            for child in node.get("nodes", []) + node.get("floating_nodes", []):
+                yield from walk(child)
+        return list(walk(json.loads(self.private.run(["swaymsg", "-t", "get_tree"]).stdout)))
+
+    def node(self):
+        found = wait_until(self.nodes, "the settings window", detail=self.private.describe)
+        self.assertEqual(len(found), 1)
+        return found[0]
+
+    def test_title_size_and_application(self):
+        self.prepared(display=False)
+        self.start_compositor()
+        router = self.private.start_router()
+        self.activate({"activation-token": "no-such-token"})
+        self.assertEqual(self.node()["name"], TITLE)
+        wait_until(lambda: self.node()["focused"], "the focus")
+        content = self.node()["window_rect"]
+        self.assertEqual((content["width"], content["height"]), (620, 500))
+        self.activate()
+        self.node()
+        self.route_at_once()
+        self.assertNotIn("XDG_ACTIVATION_TOKEN", self.private.launches()[-1].environment)
+        self.assertIsNone(router.poll())
+
+    def test_compositor_that_is_stopped(self):
+        self.prepared(display=False)
+        compositor = self.start_compositor()
+        self.private.start_router()
+        os.kill(compositor.pid, signal.SIGSTOP)
+        try:
+            for ask in (self.activate, self.settings_action):
+                with self.assertRaises(GLib.Error):
+                    ask()
+            self.route_at_once()
+        finally:
+            os.kill(compositor.pid, signal.SIGCONT)
+        self.activate()
+        self.node()
+
+    def test_compositor_that_dies_and_returns(self):
+        for has_window in (False, True):
+            with self.subTest(has_window=has_window):
+                desktop = self.prepared(display=False)
+                compositor = self.start_compositor()
+                desktop.call_bus("UpdateActivationEnvironment",
+                                 GLib.Variant("(a{ss})", ({"WAYLAND_DISPLAY": desktop.environment["WAYLAND_DISPLAY"]},)))
+                router = desktop.start_router()
+                self.route_at_once()
+                if has_window:
+                    self.activate()
+                    self.node()
+                os.unlink(desktop.settings_file)
+                links = [f"{LINK}/{number}" for number in range(40)]
+                for number, link in enumerate(links):
+                    if number == 10:
+                        compositor.kill()
+                    desktop.open_links(link)
+                desktop.settle()
+                self.assertCountEqual(desktop.links(), [link.encode() for link in [LINK, *links]])
+                values = settings.parse(processes.read_bytes(desktop.settings_file))
+                self.assertEqual(values[settings.FALLBACK], BROWSER.encode())
+                running = desktop.router_pid()
+                self.start_compositor()
+                self.route_at_once()
+                self.activate()
+                wait_until(lambda: self.node()["focused"], "the focus")
+                self.assertEqual(router.poll(), None if router.pid == running else 0)
 
 
 if __name__ == "__main__":

@@ -74,8 +74,9 @@ void TestDesktopSystemSettings::init() {
         QVERIFY(QDir(path(folder)).removeRecursively());
     QFile::remove(path("calls"));
     QVERIFY(QDir().mkpath(path("config")));
-    write("data/applications/own.desktop", "[Desktop Entry]\nType=Application\nName=Own\nExec=true %u\n"
-                                           "MimeType=x-scheme-handler/http;x-scheme-handler/https;text/html;\n");
+    write("data/applications/own.desktop",
+          "[Desktop Entry]\nType=Application\nName=Own\nExec=true %u\n"
+          "MimeType=x-scheme-handler/http;x-scheme-handler/https;text/html;\n");
     write("data/applications/xfce4-web-browser.desktop",
           "[Desktop Entry]\nType=Application\nName=Stand-in\nExec=true %u\n"
           "MimeType=x-scheme-handler/http;x-scheme-handler/https;text/html;\n");
@@ -84,16 +85,18 @@ void TestDesktopSystemSettings::init() {
 }
 
 void TestDesktopSystemSettings::isDefaultBrowser_isToldWhenItIsKnown() {
-    write("config/mimeapps.list", "[Default Applications]\nx-scheme-handler/http=own.desktop\n"
-                                  "x-scheme-handler/https=own.desktop\n");
+    write("config/mimeapps.list",
+          "[Default Applications]\nx-scheme-handler/http=own.desktop\n"
+          "x-scheme-handler/https=own.desktop\n");
     DesktopSystemSettings settings("own", "/own", kPatience);
     QSignalSpy spy(&settings, &SystemSettings::defaultBrowserChanged);
     QVERIFY(!settings.isDefaultBrowser());
     QTRY_COMPARE(spy.count(), 1);
     QVERIFY(settings.isDefaultBrowser());
     // One of the two is not enough.
-    write("config/mimeapps.list", "[Default Applications]\nx-scheme-handler/http=own.desktop\n"
-                                  "x-scheme-handler/https=xfce4-web-browser.desktop\n");
+    write("config/mimeapps.list",
+          "[Default Applications]\nx-scheme-handler/http=own.desktop\n"
+          "x-scheme-handler/https=xfce4-web-browser.desktop\n");
     const auto isToldAgain = [&] {
         settings.refresh(); // GIO learns of the change in its own time
         return spy.count() == 2;
@@ -130,8 +133,9 @@ void TestDesktopSystemSettings::pageThatFails_isFollowedByTheNext() {
     page("cinnamon-settings", "exit 0");
     DesktopSystemSettings settings("own", "/own", kPatience);
     settings.openDefaultBrowserSettings();
-    QTRY_COMPARE(read("calls"), "systemsettings5 kcm_componentchooser\ngnome-control-center default-apps\n"
-                                "cinnamon-settings default\n");
+    QTRY_COMPARE(read("calls"),
+                 "systemsettings5 kcm_componentchooser\ngnome-control-center default-apps\n"
+                 "cinnamon-settings default\n");
     QVERIFY(!isDefault());
 }
 

@@ -22,9 +22,12 @@ void TestSettingsPages::order_data() {
     QTest::addColumn<QStringList>("installed");
     QTest::addColumn<QStringList>("expected");
 
-    const QStringList all = {"gnome-control-center", "systemsettings5",
-                             "systemsettings", "xfce4-mime-settings",
-                             "lxqt-config-file-associations", "mate-default-applications-properties",
+    const QStringList all = {"gnome-control-center",
+                             "systemsettings5",
+                             "systemsettings",
+                             "xfce4-mime-settings",
+                             "lxqt-config-file-associations",
+                             "mate-default-applications-properties",
                              "cinnamon-settings"};
     const QString gnome = "gnome-control-center default-apps";
     const QString kde5 = "systemsettings5 kcm_componentchooser";
@@ -37,12 +40,12 @@ void TestSettingsPages::order_data() {
     QTest::newRow("unknown desktop") << QByteArray("sway") << all
                                      << QStringList{gnome, kde5, kde, xfce, lxqt, mate, cinnamon};
     QTest::newRow("no desktop") << QByteArray() << QStringList{"systemsettings"} << QStringList{kde};
-    QTest::newRow("running desktop first") << QByteArray("XFCE") << all
-                                           << QStringList{xfce, gnome, kde5, kde, lxqt, mate, cinnamon};
+    QTest::newRow("running desktop first")
+        << QByteArray("XFCE") << all << QStringList{xfce, gnome, kde5, kde, lxqt, mate, cinnamon};
     QTest::newRow("both names of one") << QByteArray("KDE") << all
                                        << QStringList{kde5, kde, gnome, xfce, lxqt, mate, cinnamon};
-    QTest::newRow("one of several names") << QByteArray("ubuntu:GNOME") << QStringList{"xfce4-mime-settings", all[0]}
-                                          << QStringList{gnome, xfce};
+    QTest::newRow("one of several names")
+        << QByteArray("ubuntu:GNOME") << QStringList{"xfce4-mime-settings", all[0]} << QStringList{gnome, xfce};
     QTest::newRow("LXQt") << QByteArray("LXQt") << QStringList{all[0], all[4]} << QStringList{lxqt, gnome};
     QTest::newRow("MATE") << QByteArray("MATE") << QStringList{all[0], all[5]} << QStringList{mate, gnome};
     QTest::newRow("Cinnamon") << QByteArray("X-Cinnamon") << QStringList{all[0], all[6]}

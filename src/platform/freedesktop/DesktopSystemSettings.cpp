@@ -23,9 +23,8 @@ void DesktopSystemSettings::openDefaultBrowserSettings() {
         desktop, [](const QByteArray& program) { return findProgram(program.toStdString()).has_value(); });
     QList<Attempt> attempts;
     for (const QByteArrayList& page : pages) {
-        attempts.append([this, page](std::function<void(bool)> tell) {
-            startDetached(this, page, m_patience, std::move(tell));
-        });
+        attempts.append(
+            [this, page](std::function<void(bool)> tell) { startDetached(this, page, m_patience, std::move(tell)); });
     }
     attempts.append([this, desktop](const std::function<void(bool)>& tell) {
         tell(DefaultBrowser::setApplication(m_id, m_program, desktop));

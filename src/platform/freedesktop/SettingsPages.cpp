@@ -11,12 +11,9 @@ struct Page {
 
 const QList<Page>& knownPages() {
     static const QList<Page> pages = {
-        {"GNOME", {"gnome-control-center", "default-apps"}},
-        {"KDE", {"systemsettings5", "kcm_componentchooser"}},
-        {"KDE", {"systemsettings", "kcm_componentchooser"}},
-        {"XFCE", {"xfce4-mime-settings"}},
-        {"LXQt", {"lxqt-config-file-associations"}},
-        {"MATE", {"mate-default-applications-properties"}},
+        {"GNOME", {"gnome-control-center", "default-apps"}}, {"KDE", {"systemsettings5", "kcm_componentchooser"}},
+        {"KDE", {"systemsettings", "kcm_componentchooser"}}, {"XFCE", {"xfce4-mime-settings"}},
+        {"LXQt", {"lxqt-config-file-associations"}},         {"MATE", {"mate-default-applications-properties"}},
         {"X-Cinnamon", {"cinnamon-settings", "default"}},
     };
     return pages;
