@@ -18,6 +18,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         .openURLs = [this](const QByteArrayList& texts) { openURLs(texts); },
         .openFiles = [this](const QByteArrayList& files) { openFiles(files); },
         .quit = m_collaborators.quit,
+        .openSettings = m_collaborators.openSettings,
     });
     m_collaborators.startSourceAppTracker();
     m_collaborators.detectBrowsers();

@@ -24,6 +24,7 @@ public:
         std::function<void()> detectApps; ///< returns at once
         std::function<void()> saveSettings; ///< at once, and for the last time
         std::function<void()> quit; ///< asks the event loop to end
+        std::function<bool()> openSettings; ///< false without a display
     };
 
     explicit AppDelegate(Collaborators collaborators);

@@ -1,5 +1,6 @@
 #include "app/Shared.h"
 
+#include "controls/Style.h"
 #include "discovery/BrowserDetector.h"
 #include "discovery/InstalledAppDetector.h"
 #include "interception/BrowserLauncher.h"
@@ -9,6 +10,9 @@
 #include "platform/NoActivationSource.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
 #include "platform/freedesktop/BusNames.h"
+#include "platform/freedesktop/ColorScheme.h"
+#include "platform/freedesktop/DesktopPalette.h"
+#include "platform/freedesktop/DesktopSystemSettings.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
 #include "platform/freedesktop/InstalledIndex.h"
@@ -17,9 +21,15 @@
 #include "platform/freedesktop/SpawnRunner.h"
 #include "platform/freedesktop/WindowApplications.h"
 #include "platform/x11/X11ActivationSource.h"
+#include "platform/x11/X11Display.h"
 #include "routing/Link.h"
 #include "routing/RulesEngine.h"
 #include "routing/RulesStore.h"
+#include "settings/SettingsView.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QWindow>
 
 #include <cstdio>
 
@@ -67,6 +77,24 @@ ActivationSource* makeActivationSource() {
 ActivationSource& activationSource() {
     static auto& source = *makeActivationSource();
     return source;
+}
+
+// A portal that has to be started first is not waited for: the window then changes its colours a little later.
+constexpr std::chrono::milliseconds kPatienceWithPortal{50};
+
+// Where a theme of the desktop brings colours they are what the user wants.
+void followColorScheme() {
+    if (!isQtsOwn(QApplication::palette()))
+        return;
+    static auto& scheme = *new ColorScheme(QDBusConnection::sessionBus());
+    const auto apply = [] {
+        const QColor accent = scheme.accent().value_or(QColor());
+        const bool isDark = scheme.preference() == ColorScheme::Preference::dark;
+        QApplication::setPalette(isDark ? darkPalette(accent) : lightPalette(accent));
+    };
+    QObject::connect(&scheme, &ColorScheme::changed, qApp, apply);
+    scheme.start(kPatienceWithPortal);
+    apply();
 }
 
 } // namespace
@@ -132,6 +160,29 @@ InstalledAppDetector& installedAppDetector() {
         },
         kBusName);
     return detector;
+}
+
+DesktopSystemSettings& systemSettings() {
+    static auto& settings =
+        *new DesktopSystemSettings(kBusName.toLatin1(), QFile::encodeName(QCoreApplication::applicationFilePath()));
+    return settings;
+}
+
+QWidget* makeSettingsView() {
+    if (Style::isWanted())
+        QApplication::setStyle(new Style);
+    followColorScheme();
+    return new SettingsView(rulesStore(), browserDetector(), installedAppDetector(), systemSettings());
+}
+
+// Under Wayland Qt takes the token from the environment.
+void bringToFront(QWindow& window) {
+    const LaunchContext& context = launchContext();
+    if (!context.activationToken.isEmpty())
+        qputenv("XDG_ACTIVATION_TOKEN", context.activationToken);
+    window.requestActivate();
+    X11Display::bringToFront(window, context.startupID);
+    qunsetenv("XDG_ACTIVATION_TOKEN");
 }
 
 } // namespace vantorel::shared

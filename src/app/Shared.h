@@ -1,9 +1,13 @@
 #pragma once
 
+class QWidget;
+class QWindow;
+
 namespace vantorel {
 
 class BrowserDetector;
 class CurrentIndex;
+class DesktopSystemSettings;
 class InstalledAppDetector;
 class InterceptDebugStore;
 class ProcessApplications;
@@ -26,6 +30,14 @@ ProcessApplications& processApplications();
 LaunchContext& launchContext();
 BrowserDetector& browserDetector();
 InstalledAppDetector& installedAppDetector();
+
+DesktopSystemSettings& systemSettings();
+
+/// What the settings window shows. Made anew at each call, and then the caller's.
+QWidget* makeSettingsView();
+
+/// Gives a visible window the focus, with what the launch context holds for that.
+void bringToFront(QWindow& window);
 
 } // namespace shared
 

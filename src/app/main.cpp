@@ -1,12 +1,17 @@
 #include "app/AppDelegate.h"
+#include "app/DisplayPlatform.h"
+#include "app/ExitGuard.h"
+#include "app/Restart.h"
 #include "app/Shared.h"
 #include "discovery/BrowserDetector.h"
 #include "discovery/InstalledAppDetector.h"
 #include "interception/SourceAppTracker.h"
+#include "menubar/MenuBarManager.h"
 #include "platform/freedesktop/ApplicationMonitor.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/DBusLinkSource.h"
 #include "platform/freedesktop/DebugAdaptor.h"
+#include "platform/freedesktop/DesktopSystemSettings.h"
 #include "platform/freedesktop/InstalledIndex.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/RunningInstance.h"
@@ -16,9 +21,10 @@
 #include "routing/RulesEngine.h"
 #include "routing/RulesStore.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDBusConnection>
 #include <QDir>
+#include <QSessionManager>
 #include <QThreadPool>
 
 #include <csignal>
@@ -60,20 +66,71 @@ bool hasSessionBus() {
     return stat(socket.constData(), &status) == 0 && S_ISSOCK(status.st_mode) && status.st_uid == geteuid();
 }
 
-bool hasDisplay() {
-    return !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") || !qEnvironmentVariableIsEmpty("DISPLAY");
-}
-
-// Hands links to the program that runs, which the bus starts if need be. Absent when there is none to be had.
-std::optional<int> handOver(const QDBusConnection& bus, const QStringList& links) {
-    const auto outcome = links.isEmpty() ? RunningInstance::activate(bus) : RunningInstance::open(bus, links);
+// Absent when there is no program that runs, and none that the bus can start.
+std::optional<int> statusOf(const RunningInstance::Outcome& outcome, int whenRefused) {
     if (std::holds_alternative<RunningInstance::NotThere>(outcome))
         return std::nullopt;
     if (const auto* const refused = std::get_if<RunningInstance::Refused>(&outcome)) {
         tell(refused->reason);
-        return links.isEmpty() ? EXIT_SUCCESS : EXIT_FAILURE;
+        return whenRefused;
     }
     return EXIT_SUCCESS;
+}
+
+// Hands links, or without any the wish to see the program, to the program that runs.
+std::optional<int> handOver(const QDBusConnection& bus, const QStringList& links) {
+    return links.isEmpty() ? statusOf(RunningInstance::activate(bus), EXIT_SUCCESS)
+                           : statusOf(RunningInstance::open(bus, links), EXIT_FAILURE);
+}
+
+bool tellIfNoBus(const QDBusConnection& bus) {
+    if (!bus.isConnected())
+        tell(QStringLiteral("no session bus: ") + bus.lastError().message());
+    return !bus.isConnected();
+}
+
+// What a second start does with its links, by means that are as small as can be: windows are for the program that runs.
+std::optional<int> handOverAtOnce(const QStringList& links) {
+    int count = 1;
+    char name[] = "vantorel";
+    char* arguments[] = {name, nullptr};
+    const QCoreApplication application(count, arguments);
+    const QString connection = QStringLiteral("second start");
+    std::optional<int> status;
+    {
+        const auto bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, connection);
+        status = tellIfNoBus(bus) ? EXIT_FAILURE : handOver(bus, links);
+    }
+    QDBusConnection::disconnectFromBus(connection);
+    return status;
+}
+
+// With windows where there is a display for them. Qt is given none of our own arguments, which are links.
+std::unique_ptr<QCoreApplication> makeApplication(const std::optional<QByteArray>& platform) {
+    static char program[] = "vantorel";
+    static char option[] = "-platform";
+    static QByteArray value = platform.value_or(QByteArray());
+    static char* arguments[] = {program, option, value.data(), nullptr};
+    static int count = 3;
+    if (value.isEmpty()) {
+        arguments[1] = nullptr;
+        count = 1;
+    }
+    if (!platform)
+        return std::make_unique<QCoreApplication>(count, arguments);
+
+    // Qt would take the startup id of a link for that of its first window, whenever that comes.
+    const QByteArray startupID = qgetenv("DESKTOP_STARTUP_ID");
+    qunsetenv("DESKTOP_STARTUP_ID");
+    QGuiApplication::setDesktopFileName(kBusName);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    auto application = std::make_unique<QApplication>(count, arguments);
+    if (!startupID.isEmpty())
+        qputenv("DESKTOP_STARTUP_ID", startupID);
+    // The session starts the program by its own means, and not because it ran last time.
+    QObject::connect(application.get(), &QGuiApplication::commitDataRequest,
+                     [](QSessionManager& manager) { manager.setRestartHint(QSessionManager::RestartNever); });
+    return application;
 }
 
 template <typename Entries> QList<QStringList> rowsOf(const Entries& entries) {
@@ -83,7 +140,29 @@ template <typename Entries> QList<QStringList> rowsOf(const Entries& entries) {
     return rows;
 }
 
-int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, const QStringList& links) {
+int runAsInstance(QCoreApplication& application, const QStringList& links, const Restart::Legacy& legacy) {
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (tellIfNoBus(bus))
+        return EXIT_FAILURE;
+    std::optional<MenuBarManager> menuBarManager; // absent without a display
+    if (qobject_cast<QApplication*>(&application))
+        menuBarManager.emplace(shared::makeSettingsView, shared::bringToFront);
+    std::function<void(Restart::Legacy)> startAnew;
+
+    const auto openSettings = [&menuBarManager, &application, &startAnew] {
+        // A display that does not answer would keep us waiting for good.
+        if (!reachableDisplayPlatform())
+            return false;
+        if (menuBarManager) {
+            menuBarManager->openSettings();
+            return true;
+        }
+        // There is a display again. Whoever asks gets an answer first.
+        const Restart::Legacy next{.showsSettings = true, .context = shared::launchContext()};
+        QMetaObject::invokeMethod(
+            &application, [&startAnew, next] { startAnew(next); }, Qt::QueuedConnection);
+        return true;
+    };
     DBusLinkSource linkSource(bus, shared::launchContext(), shared::processApplications());
     AppDelegate delegate({
         .linkSource = linkSource,
@@ -95,7 +174,17 @@ int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, con
         .detectApps = [] { shared::installedAppDetector().refresh(); },
         .saveSettings = [] { shared::rulesStore().saveForTermination(); },
         .quit = QCoreApplication::quit,
+        .openSettings = openSettings,
     });
+    startAnew = [&delegate](Restart::Legacy next) {
+        next.lastActiveBundleID = shared::sourceAppTracker().lastActiveBundleID();
+        // The bus may start another program as soon as this one has given up its name.
+        shared::rulesStore().performSave();
+        delegate.applicationWillTerminate();
+        Restart::execute(next);
+    };
+    if (legacy.lastActiveBundleID)
+        shared::sourceAppTracker().assume(*legacy.lastActiveBundleID);
     new DebugAdaptor(linkSource, shared::rulesStore, shared::interceptDebugStore(),
                      {.browsers = [] { return rowsOf(shared::browserDetector().browsers()); },
                       .apps = [] { return rowsOf(shared::installedAppDetector().apps()); }});
@@ -111,20 +200,31 @@ int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, con
         shared::browserDetector().refresh();
         shared::currentIndex().refresh();
         shared::installedAppDetector().refresh();
+        shared::systemSettings().refresh();
     });
 
     const TerminationSignals terminationSignals;
 
-    // Two starts at the same time: the other one was quicker.
-    if (!linkSource.claimName())
-        return handOver(bus, links).value_or(EXIT_FAILURE);
+    // Two starts at the same time: the other one was quicker. The user has no wish but links when the bus starts the
+    // program, and when it starts itself anew.
+    if (!linkSource.claimName()) {
+        const bool isUnasked = qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE") || legacy.withoutDisplay;
+        return isUnasked && links.isEmpty() ? EXIT_SUCCESS : handOver(bus, links).value_or(EXIT_FAILURE);
+    }
 
     QObject::connect(&terminationSignals, &TerminationSignals::received, &application, QCoreApplication::quit);
     QObject::connect(&linkSource, &DBusLinkSource::busLost, &application, QCoreApplication::quit);
-    if (!hasDisplay())
+    if (!menuBarManager)
         tell(QStringLiteral("no display; links are routed without icon and windows"));
     linkSource.deliverArguments(links);
-    const int status = QCoreApplication::exec();
+    if (legacy.showsSettings)
+        QMetaObject::invokeMethod(
+            &linkSource, [&] { linkSource.openSettings(legacy.context); }, Qt::QueuedConnection);
+    int status = EXIT_SUCCESS;
+    {
+        const ExitGuard displayLost([&startAnew] { startAnew({.withoutDisplay = true}); });
+        status = QCoreApplication::exec();
+    }
     delegate.applicationWillTerminate();
     return status;
 }
@@ -137,24 +237,19 @@ int main(int argc, char* argv[]) {
     QByteArrayList arguments;
     for (int i = 1; i < argc; ++i)
         arguments.append(argv[i]);
-    QCoreApplication application(argc, argv);
+    const Restart::Legacy legacy = Restart::inherit();
 
     if (!hasSessionBus()) {
         tell(QStringLiteral("no session bus: neither DBUS_SESSION_BUS_ADDRESS nor a bus in XDG_RUNTIME_DIR"));
         return EXIT_FAILURE;
     }
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        tell(QStringLiteral("no session bus: ") + bus.lastError().message());
-        return EXIT_FAILURE;
-    }
-
     const QStringList links = linksOfArguments(arguments, QFile::encodeName(QDir::currentPath()));
     if (!arguments.isEmpty()) {
         if (links.isEmpty())
             return EXIT_SUCCESS;
-        if (const auto status = handOver(bus, links))
+        if (const auto status = handOverAtOnce(links))
             return *status;
     }
-    return runAsInstance(application, bus, links);
+    const auto application = makeApplication(legacy.withoutDisplay ? std::nullopt : reachableDisplayPlatform());
+    return runAsInstance(*application, links, legacy);
 }

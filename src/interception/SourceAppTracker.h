@@ -19,6 +19,9 @@ public:
     /// Listens from now on; a second call does nothing.
     void start();
 
+    /// Takes this application for the one that was last active, until another one is.
+    void assume(const QString& bundleID) { m_lastActiveBundleID = bundleID; }
+
     /// Absent until another application has become active after the start; never absent again. An activation shows
     /// here in a later turn of the event loop than the one that reports it.
     std::optional<QString> lastActiveBundleID() const { return m_lastActiveBundleID; }

@@ -21,6 +21,8 @@ public:
         std::function<void(const QByteArrayList& files)> openFiles;
         /// The user wants the program to end.
         std::function<void()> quit;
+        /// The user wants to see the settings; false when there is no display to show them on.
+        std::function<bool()> openSettings;
     };
 
     virtual ~LinkSource() = default;

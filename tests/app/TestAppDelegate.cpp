@@ -20,6 +20,7 @@ private Q_SLOTS:
     void getURL_goesThroughTheInterceptor();
     void stop_takesTheLastLinksBeforeItSaves();
     void quit_isHandedOn();
+    void openSettings_isHandedOn_withItsAnswer();
 };
 
 namespace {
@@ -48,6 +49,7 @@ private:
 // Everything around the delegate, written down as it happens.
 struct Rig {
     QStringList log;
+    bool hasDisplay = true;
     FakeLinkSource linkSource{log};
     URLInterceptor interceptor{[this](const Link& url, const QStringList& ids) { route(url, ids); },
                                [] { return std::nullopt; }, [] { return std::nullopt; }, "own"};
@@ -63,6 +65,11 @@ struct Rig {
         .detectApps = [this] { log.append("apps detected"); },
         .saveSettings = [this] { log.append("saved"); },
         .quit = [this] { log.append("quit"); },
+        .openSettings =
+            [this] {
+                log.append("settings");
+                return hasDisplay;
+            },
     }};
 
     void route(const Link& url, const QStringList& ids) {
@@ -129,6 +136,16 @@ void TestAppDelegate::quit_isHandedOn() {
     rig.log.clear();
     rig.linkSource.handlers.quit();
     QCOMPARE(rig.log, (QStringList{"quit"}));
+}
+
+void TestAppDelegate::openSettings_isHandedOn_withItsAnswer() {
+    Rig rig;
+    rig.delegate.applicationDidFinishLaunching();
+    rig.log.clear();
+    QVERIFY(rig.linkSource.handlers.openSettings());
+    rig.hasDisplay = false;
+    QVERIFY(!rig.linkSource.handlers.openSettings());
+    QCOMPARE(rig.log, (QStringList{"settings", "settings"}));
 }
 
 QTEST_GUILESS_MAIN(TestAppDelegate)

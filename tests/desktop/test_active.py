@@ -228,6 +228,9 @@ class BadServers(TwoApplications):
         self.remember(terminal, dialog)
         self.server.terminate()
         self.server.wait(processes.DEADLINE)
+        # It starts anew in its own place, without windows; what it knew it still knows.
+        wait_until(lambda: any("no display" in line for line in self.private.router_lines()),
+                   "the program to have noticed", detail=self.private.describe)
         for _ in range(3):
             self.assertEqual(self.route_at_once(), [TERMINAL])
         self.assertIsNone(router.poll())

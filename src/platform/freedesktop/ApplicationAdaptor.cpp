@@ -6,16 +6,24 @@
 
 namespace vantorel {
 
+namespace {
+
+LaunchContext contextOf(const QVariantMap& platformData) {
+    return {.activationToken = platformData.value(kActivationTokenKey).toByteArray(),
+            .startupID = platformData.value(kStartupIDKey).toByteArray()};
+}
+
+} // namespace
+
 ApplicationAdaptor::ApplicationAdaptor(DBusLinkSource& source) : QDBusAbstractAdaptor(&source), m_source(source) { }
 
-void ApplicationAdaptor::Activate(const QVariantMap&, const QDBusMessage& call) {
-    refuse(call, QDBusError::NotSupported, QStringLiteral("This version has no settings window"));
+void ApplicationAdaptor::Activate(const QVariantMap& platform_data, const QDBusMessage& call) {
+    if (!m_source.openSettings(contextOf(platform_data)))
+        refuse(call, QDBusError::NotSupported, QStringLiteral("There is no display to show the settings on"));
 }
 
 void ApplicationAdaptor::Open(const QStringList& uris, const QVariantMap& platform_data, const QDBusMessage& call) {
-    m_source.deliver(uris, m_source.senderApplication(call.service()),
-                     {.activationToken = platform_data.value(kActivationTokenKey).toByteArray(),
-                      .startupID = platform_data.value(kStartupIDKey).toByteArray()});
+    m_source.deliver(uris, m_source.senderApplication(call.service()), contextOf(platform_data));
 }
 
 void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&,

@@ -20,7 +20,7 @@ public:
     explicit ApplicationAdaptor(DBusLinkSource& source);
 
 public Q_SLOTS:
-    /// Shows the settings window; an error as long as there is none to show.
+    /// Shows the settings window; an error when there is no display to show it on.
     void Activate(const QVariantMap& platform_data, const QDBusMessage& call);
 
     /// Routes every link, in order, before it is answered.

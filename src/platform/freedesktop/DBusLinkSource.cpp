@@ -104,6 +104,13 @@ void DBusLinkSource::deliver(const QStringList& uris, const std::optional<QStrin
     m_context = {};
 }
 
+bool DBusLinkSource::openSettings(LaunchContext context) {
+    m_context = std::move(context);
+    const bool isShown = m_handlers.openSettings();
+    m_context = {};
+    return isShown;
+}
+
 std::optional<QString> DBusLinkSource::applicationOf(pid_t process) const {
     const auto application = m_applications.applicationOf(process);
     return application ? std::optional(application->id) : std::nullopt;

@@ -16,7 +16,8 @@ class ProcessApplications;
 /// Links from the session bus, through org.freedesktop.Application, and from the arguments of this program.
 ///
 /// http and https links are web links, absolute paths and file: links are files, everything else is handed over as a
-/// link of another scheme. While a link is being handled the launch context holds what its sender gave along.
+/// link of another scheme. While a link or a wish to see the settings is being handled, the launch context holds what its
+/// sender gave along.
 class DBusLinkSource : public QObject, public LinkSource {
     Q_OBJECT
 
@@ -33,6 +34,9 @@ public:
 
     /// Hands over links that this program was started with, once the event loop runs and before any other.
     void deliverArguments(const QStringList& uris);
+
+    /// Hands over that the user wants to see the settings; false when they cannot be shown.
+    bool openSettings(LaunchContext context);
 
 Q_SIGNALS:
     /// The bus went away: the session has ended.

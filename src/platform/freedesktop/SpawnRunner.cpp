@@ -1,17 +1,15 @@
 #include "platform/freedesktop/SpawnRunner.h"
 
+#include "platform/freedesktop/ChildEnvironment.h"
 #include "platform/freedesktop/LaunchContext.h"
 
 #include <QSocketNotifier>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <fcntl.h>
@@ -37,37 +35,15 @@ std::optional<Pipe> makePipe() {
     return Pipe{UniqueFd(ends[0]), UniqueFd(ends[1])};
 }
 
-// The environment that a browser is to have: without what told this program how it was started itself, and with the
-// launch context.
-std::vector<std::string> childEnvironment(const LaunchContext& context, int waitForTurn, int holdTurn) {
-    constexpr std::array<std::string_view, 7> kOwn = {"XDG_ACTIVATION_TOKEN",
-                                                      "DESKTOP_STARTUP_ID",
-                                                      "GIO_LAUNCHED_DESKTOP_FILE",
-                                                      "GIO_LAUNCHED_DESKTOP_FILE_PID",
-                                                      "DBUS_STARTER_ADDRESS",
-                                                      "DBUS_STARTER_BUS_TYPE",
-                                                      "VANTOREL_TURN"};
-    std::vector<std::string> variables;
-    for (char** variable = environ; *variable; ++variable) {
-        const std::string_view text(*variable);
-        if (std::find(kOwn.begin(), kOwn.end(), text.substr(0, text.find('='))) == kOwn.end())
-            variables.emplace_back(text);
-    }
+// The environment that a browser is to have, with the launch context.
+std::vector<std::string> environmentWith(const LaunchContext& context, int waitForTurn, int holdTurn) {
+    std::vector<std::string> variables = childEnvironment();
     if (!context.activationToken.isEmpty())
         variables.push_back("XDG_ACTIVATION_TOKEN=" + context.activationToken.toStdString());
     if (!context.startupID.isEmpty())
         variables.push_back("DESKTOP_STARTUP_ID=" + context.startupID.toStdString());
     variables.push_back("VANTOREL_TURN=" + std::to_string(waitForTurn) + ',' + std::to_string(holdTurn));
     return variables;
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    result.reserve(texts.size() + 1);
-    for (std::string& text : texts)
-        result.push_back(text.data());
-    result.push_back(nullptr);
-    return result;
 }
 
 // Starts the program with default signals, with `standardError` in the place of its own and the `kept` descriptors
@@ -92,8 +68,8 @@ int spawn(std::vector<std::string> argv, std::vector<std::string> environment, i
     posix_spawnattr_setsigdefault(&attributes, &all);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 
-    const int error = posix_spawn(&pid, argv.front().c_str(), &actions, &attributes, pointers(argv).data(),
-                                  pointers(environment).data());
+    const int error = posix_spawn(&pid, argv.front().c_str(), &actions, &attributes, execPointers(argv).data(),
+                                  execPointers(environment).data());
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     return error;
@@ -133,7 +109,7 @@ std::optional<QString> SpawnRunner::start(const QByteArray& program, const QByte
     for (const QByteArray& argument : arguments)
         argv.push_back(argument.toStdString());
     pid_t pid = 0;
-    const int error = spawn(std::move(argv), childEnvironment(m_context, m_previousTurn.get(), turn->writeEnd.get()),
+    const int error = spawn(std::move(argv), environmentWith(m_context, m_previousTurn.get(), turn->writeEnd.get()),
                             standardError->writeEnd.get(), {m_previousTurn.get(), turn->writeEnd.get()}, pid);
     if (error != 0)
         return words(error);

@@ -1,0 +1,59 @@
+#include "menubar/MenuBarManager.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QVBoxLayout>
+#include <QWidget>
+#include <QWindow>
+
+#include <utility>
+
+namespace vantorel {
+
+namespace {
+
+constexpr QSize kSettingsSize(620, 500);
+constexpr QSize kSmallestSettingsSize(520, 400);
+
+} // namespace
+
+MenuBarManager::MenuBarManager(MakeContent makeContent, BringToFront bringToFront)
+    : m_makeContent(std::move(makeContent))
+    , m_bringToFront(std::move(bringToFront)) { }
+
+MenuBarManager::~MenuBarManager() = default;
+
+void MenuBarManager::openSettings() {
+    if (!m_settings)
+        makeSettings();
+    if (m_lastPlace && !m_settings->isVisible())
+        m_settings->move(*m_lastPlace);
+    m_settings->setWindowState(m_settings->windowState() & ~Qt::WindowMinimized);
+    m_settings->show();
+    m_bringToFront(*m_settings->windowHandle());
+}
+
+// A window manager would find a new place for a window that comes back.
+bool MenuBarManager::eventFilter(QObject* object, QEvent* event) {
+    if (event->type() == QEvent::Close)
+        m_lastPlace = m_settings->pos();
+    return QObject::eventFilter(object, event);
+}
+
+void MenuBarManager::makeSettings() {
+    m_settings = std::make_unique<QWidget>();
+    m_settings->setWindowTitle(
+        QCoreApplication::translate("MenuBarManager", "Vantorel \u2014 Settings", "title of the settings window"));
+    m_settings->setMinimumSize(kSmallestSettingsSize);
+    auto* const layout = new QVBoxLayout(m_settings.get());
+    layout->setContentsMargins({});
+    layout->addWidget(m_makeContent());
+    QRect place({}, kSettingsSize);
+    place.moveCenter(QGuiApplication::primaryScreen()->availableGeometry().center());
+    m_settings->setGeometry(place);
+    m_settings->installEventFilter(this);
+}
+
+} // namespace vantorel
