@@ -159,6 +159,18 @@ class ActiveApplications(TwoApplications):
         self.activate(terminal)
         self.wait_for_sources(TERMINAL)
 
+    def test_no_activation_is_lost_while_another_is_looked_into(self):
+        terminal, dialog = self.open_terminal(), self.open_dialog()
+        self.private.start_router()
+        self.activate(terminal)
+        self.wait_for_sources(TERMINAL)
+        announcer = self.private.spawn([sender("announce_windows.py")], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        for pause in range(0, 1000, 10):  # microseconds; a look takes some hundreds
+            announcer.stdin.write(f"{terminal} +{pause} {dialog}\n".encode())
+            announcer.stdin.flush()
+            self.assertEqual(announcer.stdout.readline(), b"\n")
+            self.wait_for_sources(DIALOG)
+
     def test_ten_thousand_fleeting_windows_do_no_harm(self):
         terminal = self.open_terminal()
         router = self.private.start_router()
