@@ -614,10 +614,9 @@ void TestWlrActivationSource::protocolError_isSurvived() {
     Compositor compositor(session.path);
     session.start();
     TRY_VERIFY(session.isPresent());
-    compositor.run([&] {
-        compositor.openActive("editor");
-        wl_resource_post_error(compositor.manager, 7, "for no reason");
-    });
+    compositor.run([&] { compositor.openActive("editor"); });
+    QCOMPARE(session.settled(), QString("id of editor"));
+    compositor.run([&] { wl_resource_post_error(compositor.manager, 7, "for no reason"); });
     TRY_VERIFY(session.isAbsent());
     QCOMPARE(session.source.frontmost(), std::nullopt);
     TRY_VERIFY(session.isPresent());
