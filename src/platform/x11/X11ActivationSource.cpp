@@ -2,6 +2,7 @@
 
 #include "platform/freedesktop/WindowApplications.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QSocketNotifier>
 
@@ -148,7 +149,6 @@ struct X11ActivationSource::Attempt {
 
 // The questions that name the active window's application, in two rounds: which window it is, then what it is.
 struct X11ActivationSource::Look {
-    bool reports = false; // to whoever wants to hear of activations
     xcb_window_t window = XCB_NONE;
     WindowIdentity identity;
     // Numbers of requests; 0 for what is not asked or has been answered.
@@ -175,6 +175,15 @@ X11ActivationSource::~X11ActivationSource() = default;
 void X11ActivationSource::start(Activated activated) {
     m_activated = std::move(activated);
     connectToServer();
+}
+
+void X11ActivationSource::stop() {
+    m_retry.stop();
+    dropServer();
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall); // reports that are on their way
+    m_willReadEvents = false;
+    m_pause = kFirstRetry;
+    setState(State::unknown);
 }
 
 void X11ActivationSource::connectToServer() {
@@ -217,21 +226,32 @@ void X11ActivationSource::takeServer() {
     m_notifier = new QSocketNotifier(xcb_get_file_descriptor(m_server->connection), QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &X11ActivationSource::readEvents);
     readEventsLater();
+    setState(State::present);
 }
 
-void X11ActivationSource::loseServer() {
-    m_notifier->setEnabled(false);
-    m_notifier->deleteLater();
-    m_notifier = nullptr;
+// Gives up the server, or the attempt to reach one. We may have been called by the notifier.
+void X11ActivationSource::dropServer() {
+    if (m_notifier) {
+        m_notifier->setEnabled(false);
+        m_notifier->deleteLater();
+        m_notifier = nullptr;
+    }
+    m_attempt.reset();
     m_look.reset();
     m_changedMeanwhile = false;
     m_server.reset();
+    m_isLate = false;
+}
+
+void X11ActivationSource::loseServer() {
+    dropServer();
     retryLater();
 }
 
 void X11ActivationSource::retryLater() {
     m_retry.start(m_pause);
     m_pause = std::min<std::chrono::milliseconds>(m_pause * 2, kLastRetry);
+    setState(State::absent);
 }
 
 void X11ActivationSource::readPendingEvents() {
@@ -261,15 +281,14 @@ void X11ActivationSource::readEvents() {
     if (isChanged && m_look)
         m_changedMeanwhile = true;
     else if (isChanged)
-        beginLook(true);
+        beginLook();
     advanceLook();
     if (m_server->isGone())
         loseServer();
 }
 
-void X11ActivationSource::beginLook(bool reports) {
+void X11ActivationSource::beginLook() {
     m_look = std::make_unique<Look>();
-    m_look->reports = reports;
     m_look->active =
         xcb_get_property(m_server->connection, false, m_server->root, m_server->activeWindow, XCB_ATOM_WINDOW, 0, 1)
             .sequence;
@@ -331,12 +350,12 @@ void X11ActivationSource::finishLook() {
     m_isLate = false;
     const bool isWindow = look->window != XCB_NONE;
     m_found = isWindow ? applicationOf(look->identity) : std::nullopt;
-    if (isWindow && look->reports && look->window != std::exchange(m_activeWindow, look->window)) {
+    if (isWindow && look->window != std::exchange(m_activeWindow, look->window)) {
         QMetaObject::invokeMethod(
             this, [this, found = m_found] { m_activated(found); }, Qt::QueuedConnection);
     }
     if (std::exchange(m_changedMeanwhile, false))
-        beginLook(true);
+        beginLook();
 }
 
 std::optional<QString> X11ActivationSource::applicationOf(const WindowIdentity& window) const {
@@ -375,7 +394,7 @@ std::optional<QString> X11ActivationSource::frontmost() {
     if (m_look && !awaitLook(deadline))
         return std::nullopt;
     if (!m_look)
-        beginLook(false);
+        beginLook();
     return awaitLook(deadline) ? m_found : std::nullopt;
 }
 

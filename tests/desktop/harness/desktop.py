@@ -23,6 +23,9 @@ APPLICATION = "org.freedesktop.Application"
 DEBUG = "com.qorbex.Vantorel.Debug"
 JOURNAL_SOCKET = "/run/systemd/journal/socket"
 
+NOBODY = 65534
+SWAY_DISPLAY = "wayland-1"  # the first name that it tries
+
 MARKER = "VANTOREL_TEST_DESKTOP"
 CALL_TIMEOUT_MS = int(processes.DEADLINE * 1000)
 
@@ -52,16 +55,18 @@ def copy_stage(source, target):
 
 
 class PrivateDesktop:
-    """Folders, environment, session bus and, on request, a display, all private to one test.
+    """Folders, environment, session bus and, on request, a display or a compositor, all private to one test.
 
     As a context manager it ends every process that carries its marker variable, by process id, and removes its folders.
     `system_apps` adds the applications of the machine; `service=False` leaves the program without its D-Bus service
-    file; `user` runs everything inside as that user id (only root can).
+    file; `user` runs everything inside as that user id (only root can). `display=True` is an X server with a window
+    manager; `compositor` names a Wayland compositor, "sway", which shows nothing anywhere and has no X server.
     """
 
-    def __init__(self, *, system_apps=False, display=False, service=True, bus=True, user=None):
+    def __init__(self, *, system_apps=False, display=False, compositor=None, service=True, bus=True, user=None):
         self._system_apps = system_apps
         self._wants_display = display
+        self._compositor = compositor
         self._wants_service = service
         self._wants_bus = bus
         self._user = user
@@ -80,10 +85,13 @@ class PrivateDesktop:
         os.chmod(self.root, 0o755)
         try:
             self._make_folders()
-            if self._wants_bus:
-                self.start_bus()
+            # First, so that what the bus starts finds them.
             if self._wants_display:
                 self._start_display()
+            if self._compositor:
+                self.start_compositor()
+            if self._wants_bus:
+                self.start_bus()
         except BaseException:
             self.__exit__(None, None, None)
             raise
@@ -201,6 +209,32 @@ class PrivateDesktop:
         wait_until(lambda: b"window id" in self.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]).stdout,
                    "a window manager on the private display")
 
+    def start_compositor(self):
+        """Starts the compositor; again after it has ended, under the same name."""
+        {"sway": self._start_sway}[self._compositor]()
+
+    def _start_sway(self):
+        # It refuses to run as root, and keeps its sockets in a folder of its own, which must belong to its user.
+        user = NOBODY if self._user is None and os.getuid() == 0 else self._user
+        folder = self.folder("sway", 0o700)
+        if user is not None:
+            os.chown(folder, user, user)
+        configuration = self.write(os.path.join(folder, "config"), "xwayland disable\nfocus_on_window_activation focus\n")
+        commands = os.path.join(folder, "commands")
+        for left_over in (commands, os.path.join(folder, SWAY_DISPLAY)):
+            if os.path.exists(left_over):
+                os.unlink(left_over)
+        self.environment.update({"SWAYSOCK": commands, "WAYLAND_DISPLAY": os.path.join(folder, SWAY_DISPLAY)})
+        own = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": None, "DISPLAY": None, "WLR_BACKENDS": "headless",
+               "WLR_RENDERER": "pixman", "WLR_LIBINPUT_NO_DEVICES": "1"}
+        with open(os.path.join(self.logs, "compositor"), "ab") as log:
+            self.compositor_process = self.spawn(["sway", "--config", configuration], own, user=user,
+                                                 stdout=log, stderr=log)
+        wait_until(lambda: self.run(["swaymsg", "-t", "get_version"]).returncode == 0
+                   or self.compositor_process.poll() is not None, "the compositor")
+        if self.compositor_process.poll() is not None or not os.path.exists(self.environment["WAYLAND_DISPLAY"]):
+            raise RuntimeError("sway did not start: " + self.text_of(os.path.join(self.logs, "compositor")))
+
     def _end_everything(self):
         # The program first: it saves on its way out, and what it left running is found by the marker afterwards.
         owner = self.router_pid() if self._wants_bus and self.bus_process and self.bus_process.poll() is None else None
@@ -246,17 +280,18 @@ class PrivateDesktop:
 
     # -- processes ---------------------------------------------------------------------------------------------------
 
-    def _as_user(self, argv):
-        if self._user is None:
+    @staticmethod
+    def _as_user(argv, user):
+        if user is None or user == os.getuid():
             return list(argv)
-        user = str(self._user)
+        user = str(user)
         return ["setpriv", "--reuid", user, "--regid", user, "--clear-groups", "--"] + list(argv)
 
-    def spawn(self, argv, environment=None, **options):
+    def spawn(self, argv, environment=None, user=None, **options):
         """Starts a program inside; `environment` adds variables, a value of None takes one away."""
         options.setdefault("stdin", subprocess.DEVNULL)
         options.setdefault("cwd", self.home)
-        process = subprocess.Popen(self._as_user(argv), env=self.environment_with(environment), **options)
+        process = subprocess.Popen(self._as_user(argv, user or self._user), env=self.environment_with(environment), **options)
         self._processes.append(process)
         return process
 
@@ -266,7 +301,7 @@ class PrivateDesktop:
         options.setdefault("cwd", self.home)
         # Files, not pipes: what the program leaves running may keep its output open.
         with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as errors:
-            done = subprocess.run(self._as_user(argv), env=self.environment_with(environment), timeout=timeout,
+            done = subprocess.run(self._as_user(argv, self._user), env=self.environment_with(environment), timeout=timeout,
                                   stdout=output, stderr=errors, check=False, **options)
             output.seek(0)
             errors.seek(0)
@@ -472,7 +507,7 @@ class PrivateDesktop:
         """Everything that helps to understand a failure."""
         parts = ["-- what the program and the bus wrote:"]
         for name in sorted(os.listdir(self.logs)):
-            if name.startswith(("router-", "bus", "sender")):
+            if name.startswith(("router-", "bus", "sender", "compositor")):
                 parts.append(f"[{name}]\n" + self.text_of(os.path.join(self.logs, name))[-4000:])
         parts.append(f"-- launches: {self.launches()[-20:]}")
         parts.append("-- processes: " + "; ".join(
