@@ -14,7 +14,7 @@ import gi
 gi.require_version("Gio", "2.0")
 from gi.repository import Gio, GLib  # noqa: E402
 
-from . import browsers, processes, settings  # noqa: E402
+from . import browsers, kwin, processes, settings  # noqa: E402
 from .processes import wait_until  # noqa: E402
 
 PROGRAM_ID = "com.qorbex.Vantorel"
@@ -52,16 +52,18 @@ def copy_stage(source, target):
 
 
 class PrivateDesktop:
-    """Folders, environment, session bus and, on request, a display, all private to one test.
+    """Folders, environment, session bus and, on request, a display or a compositor, all private to one test.
 
     As a context manager it ends every process that carries its marker variable, by process id, and removes its folders.
     `system_apps` adds the applications of the machine; `service=False` leaves the program without its D-Bus service
-    file; `user` runs everything inside as that user id (only root can).
+    file; `user` runs everything inside as that user id (only root can). `display=True` is an X server with a window
+    manager; `compositor` names a Wayland compositor, "kwin", which shows nothing anywhere and has no X server.
     """
 
-    def __init__(self, *, system_apps=False, display=False, service=True, bus=True, user=None):
+    def __init__(self, *, system_apps=False, display=False, compositor=None, service=True, bus=True, user=None):
         self._system_apps = system_apps
         self._wants_display = display
+        self._compositor = compositor
         self._wants_service = service
         self._wants_bus = bus
         self._user = user
@@ -84,6 +86,8 @@ class PrivateDesktop:
                 self.start_bus()
             if self._wants_display:
                 self._start_display()
+            if self._compositor:
+                self.start_compositor()
         except BaseException:
             self.__exit__(None, None, None)
             raise
@@ -200,6 +204,10 @@ class PrivateDesktop:
             self.spawn(["openbox"], {"XDG_DATA_DIRS": "/usr/share", "XDG_CONFIG_DIRS": "/etc/xdg"}, stdout=log, stderr=log)
         wait_until(lambda: b"window id" in self.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]).stdout,
                    "a window manager on the private display")
+
+    def start_compositor(self):
+        """Starts the compositor; again after it has ended, under the same name."""
+        self.compositor_process = {"kwin": kwin.start}[self._compositor](self)
 
     def _end_everything(self):
         # The program first: it saves on its way out, and what it left running is found by the marker afterwards.
@@ -424,9 +432,10 @@ class PrivateDesktop:
             self._connection = self.connect()
         return self._connection
 
-    def call(self, interface, method, parameters=None, start=True, path=PROGRAM_PATH, name=PROGRAM_ID):
+    def call(self, interface, method, parameters=None, start=True, path=PROGRAM_PATH, name=PROGRAM_ID, connection=None):
         flags = Gio.DBusCallFlags.NONE if start else Gio.DBusCallFlags.NO_AUTO_START
-        reply = self.connection.call_sync(name, path, interface, method, parameters, None, flags, CALL_TIMEOUT_MS, None)
+        connection = connection or self.connection
+        reply = connection.call_sync(name, path, interface, method, parameters, None, flags, CALL_TIMEOUT_MS, None)
         return reply.unpack()
 
     def call_bus(self, method, parameters=None):
@@ -472,7 +481,7 @@ class PrivateDesktop:
         """Everything that helps to understand a failure."""
         parts = ["-- what the program and the bus wrote:"]
         for name in sorted(os.listdir(self.logs)):
-            if name.startswith(("router-", "bus", "sender")):
+            if name.startswith(("router-", "bus", "sender", "compositor")):
                 parts.append(f"[{name}]\n" + self.text_of(os.path.join(self.logs, name))[-4000:])
         parts.append(f"-- launches: {self.launches()[-20:]}")
         parts.append("-- processes: " + "; ".join(
