@@ -168,7 +168,7 @@ private:
         if (m_registry == owner)
             return;
         m_registry = owner;
-        if (m_registry.isEmpty()) {
+        if (m_registry->isEmpty()) {
             m_source.onRegistry(false);
             return;
         }
@@ -182,9 +182,9 @@ private:
     }
 
     void callRegistry(const char* method, const char* event, GAsyncReadyCallback callback) {
-        if (m_registry.isEmpty())
+        if (!m_registry || m_registry->isEmpty())
             return;
-        g_dbus_connection_call(m_connection, m_registry.constData(), "/org/a11y/atspi/registry", kRegistry, method,
+        g_dbus_connection_call(m_connection, m_registry->constData(), "/org/a11y/atspi/registry", kRegistry, method,
                                g_variant_new("(s)", event), nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, kForever,
                                callback ? m_cancellable : nullptr, callback, this);
     }
@@ -193,7 +193,7 @@ private:
     GCancellable* m_cancellable = g_cancellable_new();
     GDBusConnection* m_connection = nullptr; // absent until it is ready
     std::vector<unsigned> m_subscriptions;
-    QByteArray m_registry; // its unique name; empty when there is none
+    std::optional<QByteArray> m_registry; // its unique name; empty when there is none, absent until that is known
 };
 
 AtSpiActivationSource::AtSpiActivationSource(QDBusConnection session, QString ownBundleID, Identify identify,
