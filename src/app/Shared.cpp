@@ -8,6 +8,7 @@
 #include "interception/SourceAppTracker.h"
 #include "interception/URLInterceptor.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
+#include "platform/freedesktop/AtSpiActivationSource.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/ColorScheme.h"
 #include "platform/freedesktop/DesktopPalette.h"
@@ -15,6 +16,7 @@
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
 #include "platform/freedesktop/InstalledIndex.h"
+#include "platform/freedesktop/KWinActivationSource.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/ProcessApplications.h"
 #include "platform/freedesktop/SessionActivationSource.h"
@@ -74,6 +76,7 @@ std::optional<QString> applicationOfWindow(const WindowIdentity& window) {
 ActivationSource* makeActivationSource() {
     const QByteArray x11 = qgetenv("DISPLAY");
     const QByteArray wayland = qgetenv("WAYLAND_DISPLAY");
+    const QDBusConnection bus = QDBusConnection::sessionBus();
     std::vector<std::unique_ptr<ActivationBackend>> ways;
     // Of a Wayland session an X server sees some of the windows only, and would name an application that was left long
     // ago.
@@ -82,7 +85,9 @@ ActivationSource* makeActivationSource() {
     if (!wayland.isEmpty()) {
         const QByteArray path = waylandSocketPath(wayland, qgetenv("XDG_RUNTIME_DIR"));
         ways.push_back(std::make_unique<WlrActivationSource>(path, kBusName, applicationOfWindow));
+        ways.push_back(std::make_unique<KWinActivationSource>(bus, kBusName, applicationOfWindow));
     }
+    ways.push_back(std::make_unique<AtSpiActivationSource>(bus, kBusName, applicationOfWindow));
     return new SessionActivationSource(std::move(ways));
 }
 
