@@ -255,7 +255,7 @@ private Q_SLOTS:
         QVERIFY(window.label("Leave empty to match all URLs from this app.", window.editor()));
         QVERIFY(window.button("Add Rule", window.editor())->isEnabled());
         QTest::keyClick(window.view->focusWidget(), Qt::Key_Return, Qt::ControlModifier);
-        QVERIFY(!window.editor());
+        QTRY_VERIFY(!window.editor());
         QCOMPARE(window.store.rules()[0].sourceAppBundleID, QString("org.example.Mail"));
         QCOMPARE(window.store.rules()[0].pattern, QString());
     }
@@ -328,7 +328,7 @@ private Q_SLOTS:
         QTest::keyClick(&window.field<QLineEdit>(), Qt::Key_Return);
         QVERIFY(window.editor());
         QTest::keyClick(&window.field<QLineEdit>(), Qt::Key_Escape, Qt::ControlModifier);
-        QVERIFY(!window.editor());
+        QTRY_VERIFY(!window.editor());
         QCOMPARE(window.store.rules(), before);
     }
 
