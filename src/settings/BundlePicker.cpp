@@ -45,7 +45,6 @@ void BundlePicker::setEntries(const QList<PickerModel::Entry>& entries) {
 }
 
 void BundlePicker::showSelection() {
-    const QScopedValueRollback following(m_isUserChoosing, false);
     setCurrentIndex(m_lines->rowOf(m_selectedBundleID));
 }
 
