@@ -2,7 +2,6 @@
 
 #include "settings/AppIcon.h"
 
-#include <QListView>
 #include <QScopedValueRollback>
 #include <QWheelEvent>
 
@@ -22,9 +21,6 @@ BundlePicker::BundlePicker(const QString& placeholder, QWidget* parent)
     setFocusPolicy(Qt::StrongFocus); // not by the wheel: see wheelEvent()
     setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     setMinimumContentsLength(kMinimumContents);
-    // Otherwise opening the list would measure every line, and load every icon for that.
-    if (auto* const list = qobject_cast<QListView*>(view()))
-        list->setUniformItemSizes(true);
     setModel(m_lines);
     // Unlike activated(), this also comes when a name is typed while the list is closed.
     connect(this, &QComboBox::currentIndexChanged, this, [this](int row) {
@@ -45,7 +41,6 @@ void BundlePicker::setEntries(const QList<PickerModel::Entry>& entries) {
 }
 
 void BundlePicker::showSelection() {
-    const QScopedValueRollback following(m_isUserChoosing, false);
     setCurrentIndex(m_lines->rowOf(m_selectedBundleID));
 }
 

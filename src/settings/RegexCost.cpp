@@ -6,6 +6,7 @@ namespace {
 
 // Nanoseconds, rounded up from what ICU 72 took for long rows of each thing.
 constexpr double kUnit = 150;
+constexpr double kAlternative = 2'000;
 constexpr double kSet = 20'000;
 constexpr double kWideSet = 150'000; // one that names classes, or characters of all Unicode
 constexpr double kWideSetInAnyCase = 10'000'000; // each of its characters is looked up
@@ -23,6 +24,7 @@ bool isLetter(QChar c) {
 // Where an expression can be read in more than one way, it counts as the slower one.
 bool takesLongToCompile(QStringView expression) {
     const bool mayQuoteBrackets = expression.contains(u"\\Q");
+    qsizetype alternatives = 0;
     qsizetype sets = 0;
     qsizetype wideSets = 0;
     qsizetype repetitions = 0;
@@ -48,6 +50,8 @@ bool takesLongToCompile(QStringView expression) {
         } else if (c == u']') {
             if (depth > 0 && !mayQuoteBrackets)
                 --depth;
+        } else if (c == u'|') {
+            ++alternatives;
         } else if (c == u'{') {
             ++counts;
         } else if (c == u'*' || c == u'+' || c == u'?') {
@@ -60,7 +64,7 @@ bool takesLongToCompile(QStringView expression) {
     const auto length = static_cast<double>(expression.size());
     const double wideSet = hasFlags ? kWideSetInAnyCase : kWideSet;
     const double perUnit = kUnit + repetitions * kMovedUnit + counts * kMovedUnitOfCount;
-    return sets * kSet + wideSets * wideSet + length * perUnit > kLongest;
+    return alternatives * kAlternative + sets * kSet + wideSets * wideSet + length * perUnit > kLongest;
 }
 
 } // namespace vantorel

@@ -289,6 +289,7 @@ void TestPickers::width_doesNotDependOnTheNames() {
     detectors->setBrowsers({{"org.Long", QString(500, 'W')}});
     picker->setSelectedBundleID("org.Long");
     QCOMPARE(picker->sizeHint(), before);
+    QCOMPARE(BrowserPicker(detectors->browsers, QString(500, 'W')).sizeHint(), before);
     QVERIFY(picker->minimumSizeHint().width() < 200);
 }
 

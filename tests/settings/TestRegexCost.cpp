@@ -30,6 +30,9 @@ void TestRegexCost::takesLong_data() {
     row("", "(?<=a)", 100'000, true);
     row("", "[^\\p{L}]", 500, false);
     row("", "\\P{L}", 10'000, true);
+    row("", "a|", 500'000, true);
+    row("(?i)[\\Q]\\E", "\\W", 1'000, true);
+    row("(?i)[[a]", "\\W", 1'000, true);
     row("(?i)", "[a-z0-9.-]", 1'000, false);
     // Classes within a set, in whichever way the set can be written.
     for (const char* const set : {"[\\W]", "[^\\W]", "[]\\W]", "[^]\\W]", "[[a]\\W]", "[a\\]\\W]", "[[:L:]]", "[!-豈]",

@@ -80,6 +80,7 @@ void TestRowDiff::steps_data() {
     row("aa", "aaa", "insert 2+1");
     row("aaa", "aa", "remove 2+1");
     row("aba", "aab", "move 1>2");
+    row("xaay", "yaax", "move 0>3,move 2>0");
     row("abab", "xyz", "remove 0+4,insert 0+3");
     row("abcx", "xbya", "remove 2+1,move 0>2,move 0>1,insert 2+1");
 }

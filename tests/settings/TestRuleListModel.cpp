@@ -26,6 +26,7 @@ private Q_SLOTS:
     void title_isNameElsePatternElseAppRule();
     void names_areThoseOfTheDetectors_elseTheLastPieceOfTheId_data();
     void names_areThoseOfTheDetectors_elseTheLastPieceOfTheId();
+    void names_ofASharedId_areThoseOfTheFirst();
     void appName_isAbsentForAnyApplication();
     void roles_giveWhatTheAccessorsGive();
     void checkState_canBeSet();
@@ -138,6 +139,13 @@ void TestRuleListModel::names_areThoseOfTheDetectors_elseTheLastPieceOfTheId() {
     QTEST(model->appName(0).value(), "app");
     QCOMPARE(browserName(detectors->browsers.browsers(), id), model->browserName(0));
     QCOMPARE(appName(detectors->apps.apps(), id), model->appName(0));
+}
+
+void TestRuleListModel::names_ofASharedId_areThoseOfTheFirst() {
+    const QList<AppInfo> apps = {{.id = "x.a", .name = "First", .appURL = {}, .icon = {}},
+                                 {.id = "x.a", .name = "Second", .appURL = {}, .icon = {}}};
+    QCOMPARE(AppNames(apps).nameOf("x.a"), QString("First"));
+    QCOMPARE(appName(apps, "x.a"), QString("First"));
 }
 
 void TestRuleListModel::appName_isAbsentForAnyApplication() {
