@@ -13,6 +13,7 @@ from harness import processes, settings
 from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main, sender
 from harness.desktop import APPLICATION
 from harness.processes import wait_until
+from harness.watch import FolderWatch
 
 LINK = "https://example.test/page"
 TITLE = "Vantorel \u2014 Settings"
@@ -293,6 +294,36 @@ class Arguments(WindowTest):
         trace = desktop.text_of(desktop.logs + "/trace")
         self.assertIn(desktop.runtime, trace)
         self.assertNotIn("X11-unix", trace)
+
+
+class SessionEnd(WindowTest):
+    """A session manager asks the program to save and to go."""
+
+    def test_settings_are_saved_once_and_it_is_not_to_be_started_again(self):
+        for has_window in (False, True):
+            with self.subTest(has_window=has_window):
+                desktop = self.prepared()
+                manager = desktop.spawn([os.environ["VANTOREL_SESSION_MANAGER"]], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE)
+                address = manager.stdout.readline().strip().decode()
+                router = desktop.start_router(environment={"SESSION_MANAGER": address})
+                self.assertEqual(manager.stdout.readline(), b"joined\n")
+                self.route_at_once()
+                if has_window:
+                    self.activate()
+                    self.window()
+                desktop.write_settings(fallback="other")
+                watch = FolderWatch(desktop.config)
+                self.addCleanup(watch.close)
+                manager.stdin.write(b"end\n")
+                manager.stdin.flush()
+                self.assertEqual(router.wait(processes.DEADLINE), 0, desktop.describe())
+                said = manager.stdout.read().decode().split("\n")
+                self.assertIn("gone", said)
+                self.assertIn("restart hint 3", said)  # SmRestartNever
+                self.assertEqual(watch.writes_of(settings.FILE_NAME), 1)
+                values = settings.parse(processes.read_bytes(desktop.settings_file))
+                self.assertEqual(values[settings.FALLBACK], BROWSER.encode())
 
 
 class BadDisplays(WindowTest):
