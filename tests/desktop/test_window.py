@@ -32,6 +32,19 @@ class WindowTest(DesktopTest):
         self.private.write_settings(fallback=BROWSER)
         return self.private
 
+    def start_display(self, name, manager="openbox"):
+        """A display with a name that nobody else takes while it is gone."""
+        desktop = self.private
+        desktop.environment["DISPLAY"] = name
+        server = desktop.spawn(["Xvfb", name, "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"],
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_until(lambda: desktop.run(["xprop", "-root"]).returncode == 0, "the display")
+        desktop.spawn([manager], {"XDG_DATA_DIRS": "/usr/share", "XDG_CONFIG_DIRS": "/etc/xdg"},
+                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_until(lambda: b"window id" in desktop.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]).stdout,
+                   "a window manager")
+        return server
+
     def activate(self, platform_data=None, start=False):
         data = {key: GLib.Variant("s", value) for key, value in (platform_data or {}).items()}
         self.private.call(APPLICATION, "Activate", GLib.Variant("(a{sv})", (data,)), start=start)
@@ -143,18 +156,37 @@ class SettingsWindow(WindowTest):
         self.assertIsNone(router.poll())
 
     def test_takes_the_focus_from_another_program(self):
-        self.prepared().start_router()
+        self.prepared()
+        self.takes_the_focus()
+
+    def test_takes_the_focus_where_it_is_guarded(self):
+        self.prepared(display=False)
+        self.start_display(f":{50000 + os.getpid() % 9000}", manager="xfwm4")
+        self.takes_the_focus()
+
+    def takes_the_focus(self):
+        self.private.start_router()
+        terminal = self.terminal()
         for data in ({}, {"desktop-startup-id": "launcher-1_TIME1"}, {"desktop-startup-id": "launcher/x/1_TIME2"}):
-            self.activate(data)
+            self.work_in(terminal)
+            self.activate(data)  # shows it
             window = self.window()
             self.wait_until_active(window)
-            terminal = self.terminal()
-            self.private.run(["xdotool", "windowactivate", "--sync", str(terminal), "key", "a"])
-            wait_until(lambda: self.active_window() == terminal, "the terminal to be active")
-            self.activate(data)
+            self.work_in(terminal)
+            self.activate(data)  # raises it
             self.wait_until_active(window)
             self.close(window)
-            wait_until(lambda: self.active_window() == terminal, "the terminal to be active again")
+
+    def work_in(self, window):
+        """The user works with another program: its window is active, and a key was pressed in it just now."""
+        def is_active():
+            if self.active_window() != window:
+                self.private.run(["xdotool", "windowactivate", str(window)])
+            return self.active_window() == window
+
+        wait_until(is_active, f"window {window} to be active",
+                   detail=lambda: f"active: {self.active_window()}")
+        self.private.run(["xdotool", "key", "a"])
 
     def terminal(self):
         self.private.spawn(["xterm", "-T", "terminal", "-e", "sleep", "9999"], stderr=subprocess.DEVNULL)
@@ -403,19 +435,6 @@ class BadDisplays(WindowTest):
         for has_window in (False, True):
             with self.subTest(has_window=has_window):
                 self.server_dies_and_returns(has_window)
-
-    def start_display(self, name):
-        """A display with a name that nobody else takes while it is gone."""
-        desktop = self.private
-        desktop.environment["DISPLAY"] = name
-        server = desktop.spawn(["Xvfb", name, "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"],
-                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_until(lambda: desktop.run(["xprop", "-root"]).returncode == 0, "the display")
-        desktop.spawn(["openbox"], {"XDG_DATA_DIRS": "/usr/share", "XDG_CONFIG_DIRS": "/etc/xdg"},
-                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_until(lambda: b"window id" in desktop.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]).stdout,
-                   "a window manager")
-        return server
 
     def server_dies_and_returns(self, has_window):
         desktop = self.prepared(display=False)
