@@ -34,7 +34,7 @@ void callInstead() {
 } // namespace
 
 // The executable's definitions come before those of the C library, in the eyes of all libraries.
-extern "C" [[gnu::visibility("default"), noreturn]] void exit(int status) noexcept {
+extern "C" [[gnu::visibility("default")]] void exit(int status) noexcept {
     callInstead();
     using Exit = void (*)(int);
     reinterpret_cast<Exit>(dlsym(RTLD_NEXT, "exit"))(status);
@@ -42,7 +42,7 @@ extern "C" [[gnu::visibility("default"), noreturn]] void exit(int status) noexce
 }
 
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the name is POSIX's
-extern "C" [[gnu::visibility("default"), noreturn]] void _exit(int status) {
+extern "C" [[gnu::visibility("default")]] void _exit(int status) {
     callInstead();
     for (;;)
         syscall(SYS_exit_group, status); // what may be called in a child that has just been forked

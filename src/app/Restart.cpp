@@ -27,7 +27,7 @@ constexpr const char* kStartupID = "DESKTOP_STARTUP_ID";
 rlimit g_fileLimit;
 
 QByteArray take(const char* variable) {
-    const QByteArray value = qgetenv(variable);
+    QByteArray value = qgetenv(variable);
     qunsetenv(variable);
     return value;
 }

@@ -1,7 +1,6 @@
 #include "menubar/MenuBarManager.h"
 
 #include <QCoreApplication>
-#include <QEvent>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -28,18 +27,9 @@ MenuBarManager::~MenuBarManager() = default;
 void MenuBarManager::openSettings() {
     if (!m_settings)
         makeSettings();
-    if (m_lastPlace && !m_settings->isVisible())
-        m_settings->move(*m_lastPlace);
     m_settings->setWindowState(m_settings->windowState() & ~Qt::WindowMinimized);
     m_settings->show();
     m_bringToFront(*m_settings->windowHandle());
-}
-
-// A window manager would find a new place for a window that comes back.
-bool MenuBarManager::eventFilter(QObject* object, QEvent* event) {
-    if (event->type() == QEvent::Close)
-        m_lastPlace = m_settings->pos();
-    return QObject::eventFilter(object, event);
 }
 
 void MenuBarManager::makeSettings() {
@@ -53,7 +43,6 @@ void MenuBarManager::makeSettings() {
     QRect place({}, kSettingsSize);
     place.moveCenter(QGuiApplication::primaryScreen()->availableGeometry().center());
     m_settings->setGeometry(place);
-    m_settings->installEventFilter(this);
 }
 
 } // namespace vantorel

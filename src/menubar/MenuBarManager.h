@@ -1,11 +1,7 @@
 #pragma once
 
-#include <QObject>
-#include <QPoint>
-
 #include <functional>
 #include <memory>
-#include <optional>
 
 class QWidget;
 class QWindow;
@@ -14,7 +10,7 @@ namespace vantorel {
 
 /// The program's windows. Nothing is made before it is asked for. Main thread only; must not outlive the application
 /// object.
-class MenuBarManager : public QObject {
+class MenuBarManager {
 public:
     using MakeContent = std::function<QWidget*()>;
     using BringToFront = std::function<void(QWindow& window)>;
@@ -22,13 +18,13 @@ public:
     /// `makeContent` gives what the settings window shows, and is called once at most; the window owns it.
     /// `bringToFront` gives a visible window the focus, as the desktop wants it to be done for a user's own click.
     MenuBarManager(MakeContent makeContent, BringToFront bringToFront);
-    ~MenuBarManager() override;
+    ~MenuBarManager();
+    MenuBarManager(const MenuBarManager&) = delete;
+    MenuBarManager& operator=(const MenuBarManager&) = delete;
 
     /// Shows the one settings window and brings it to the front. Closing it only hides it: the next time it is there
     /// again with the place and the size that it had.
     void openSettings();
-
-    bool eventFilter(QObject* object, QEvent* event) override;
 
 private:
     void makeSettings();
@@ -36,7 +32,6 @@ private:
     MakeContent m_makeContent;
     BringToFront m_bringToFront;
     std::unique_ptr<QWidget> m_settings;
-    std::optional<QPoint> m_lastPlace; // where the window's frame was when it was hidden
 };
 
 } // namespace vantorel

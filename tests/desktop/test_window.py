@@ -13,6 +13,7 @@ from harness import processes, settings
 from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main, sender
 from harness.desktop import APPLICATION
 from harness.processes import wait_until
+from harness.watch import FolderWatch
 
 LINK = "https://example.test/page"
 TITLE = "Vantorel \u2014 Settings"
@@ -30,6 +31,19 @@ class WindowTest(DesktopTest):
         self.private.environment["LANG"] = "C.UTF-8"
         self.private.write_settings(fallback=BROWSER)
         return self.private
+
+    def start_display(self, name, manager="openbox"):
+        """A display with a name that nobody else takes while it is gone."""
+        desktop = self.private
+        desktop.environment["DISPLAY"] = name
+        server = desktop.spawn(["Xvfb", name, "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"],
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_until(lambda: desktop.run(["xprop", "-root"]).returncode == 0, "the display")
+        desktop.spawn([manager], {"XDG_DATA_DIRS": "/usr/share", "XDG_CONFIG_DIRS": "/etc/xdg"},
+                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_until(lambda: b"window id" in desktop.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]).stdout,
+                   "a window manager")
+        return server
 
     def activate(self, platform_data=None, start=False):
         data = {key: GLib.Variant("s", value) for key, value in (platform_data or {}).items()}
@@ -122,7 +136,16 @@ class SettingsWindow(WindowTest):
         self.window()
 
     def test_closed_it_comes_back_at_its_last_place_and_size(self):
-        router = self.prepared().start_router()
+        self.prepared()
+        self.comes_back()
+
+    def test_so_it_does_with_another_window_manager(self):
+        self.prepared(display=False)
+        self.start_display(f":{50000 + os.getpid() % 9000}", manager="xfwm4")
+        self.comes_back()
+
+    def comes_back(self):
+        router = self.private.start_router()
         self.activate()
         window = self.window()
         self.wait_until_active(window)
@@ -142,18 +165,37 @@ class SettingsWindow(WindowTest):
         self.assertIsNone(router.poll())
 
     def test_takes_the_focus_from_another_program(self):
-        self.prepared().start_router()
+        self.prepared()
+        self.takes_the_focus()
+
+    def test_takes_the_focus_where_it_is_guarded(self):
+        self.prepared(display=False)
+        self.start_display(f":{50000 + os.getpid() % 9000}", manager="xfwm4")
+        self.takes_the_focus()
+
+    def takes_the_focus(self):
+        self.private.start_router()
+        terminal = self.terminal()
         for data in ({}, {"desktop-startup-id": "launcher-1_TIME1"}, {"desktop-startup-id": "launcher/x/1_TIME2"}):
-            self.activate(data)
+            self.work_in(terminal)
+            self.activate(data)  # shows it
             window = self.window()
-            self.wait_until_active(window)
-            terminal = self.terminal()
-            self.private.run(["xdotool", "windowactivate", "--sync", str(terminal), "key", "a"])
-            wait_until(lambda: self.active_window() == terminal, "the terminal to be active")
-            self.activate(data)
+            self.work_in(window)
+            self.work_in(terminal)
+            self.activate(data)  # raises it, although the user has worked elsewhere since
             self.wait_until_active(window)
             self.close(window)
-            wait_until(lambda: self.active_window() == terminal, "the terminal to be active again")
+
+    def work_in(self, window):
+        """The user works with another program: its window is active, and a key was pressed in it just now."""
+        def is_active():
+            if self.active_window() != window:
+                self.private.run(["xdotool", "windowactivate", str(window)])
+            return self.active_window() == window
+
+        wait_until(is_active, f"window {window} to be active",
+                   detail=lambda: f"active: {self.active_window()}")
+        self.private.run(["xdotool", "key", "a"])
 
     def terminal(self):
         self.private.spawn(["xterm", "-T", "terminal", "-e", "sleep", "9999"], stderr=subprocess.DEVNULL)
@@ -270,12 +312,11 @@ class Arguments(WindowTest):
         desktop = self.prepared(service=False)
         router = desktop.start_router([LINK + "1", LINK + "2"], environment={"DESKTOP_STARTUP_ID": "launcher_TIME7"})
         launches = desktop.wait_for_launches(2)
-        self.assertEqual([launch.arguments[0] for launch in launches], [(LINK + end).encode() for end in "12"])
+        self.assertCountEqual([launch.arguments[0] for launch in launches], [(LINK + end).encode() for end in "12"])
         for launch in launches:
             self.assertEqual(launch.environment.get("DESKTOP_STARTUP_ID"), "launcher_TIME7")
         self.activate()
-        # The startup of that link has nothing to do with this window.
-        self.assertNotIn("launcher", self.properties(self.window(), "_NET_STARTUP_ID"))
+        self.window()
         self.assertEqual(desktop.router_pid(), router.pid)
 
     def test_second_start_with_links_makes_no_connection_to_the_display(self):
@@ -293,6 +334,36 @@ class Arguments(WindowTest):
         trace = desktop.text_of(desktop.logs + "/trace")
         self.assertIn(desktop.runtime, trace)
         self.assertNotIn("X11-unix", trace)
+
+
+class SessionEnd(WindowTest):
+    """A session manager asks the program to save and to go."""
+
+    def test_settings_are_saved_once_and_it_is_not_to_be_started_again(self):
+        for has_window in (False, True):
+            with self.subTest(has_window=has_window):
+                desktop = self.prepared()
+                manager = desktop.spawn([os.environ["VANTOREL_SESSION_MANAGER"]], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE)
+                address = manager.stdout.readline().strip().decode()
+                router = desktop.start_router(environment={"SESSION_MANAGER": address})
+                self.assertEqual(manager.stdout.readline(), b"joined\n")
+                self.route_at_once()
+                if has_window:
+                    self.activate()
+                    self.window()
+                desktop.write_settings(fallback="other")
+                watch = FolderWatch(desktop.config)
+                self.addCleanup(watch.close)
+                manager.stdin.write(b"end\n")
+                manager.stdin.flush()
+                self.assertEqual(router.wait(processes.DEADLINE), 0, desktop.describe())
+                said = manager.stdout.read().decode().split("\n")
+                self.assertIn("gone", said)
+                self.assertIn("restart hint 3", said)  # SmRestartNever
+                self.assertEqual(watch.writes_of(settings.FILE_NAME), 1)
+                values = settings.parse(processes.read_bytes(desktop.settings_file))
+                self.assertEqual(values[settings.FALLBACK], BROWSER.encode())
 
 
 class BadDisplays(WindowTest):
@@ -372,19 +443,6 @@ class BadDisplays(WindowTest):
         for has_window in (False, True):
             with self.subTest(has_window=has_window):
                 self.server_dies_and_returns(has_window)
-
-    def start_display(self, name):
-        """A display with a name that nobody else takes while it is gone."""
-        desktop = self.private
-        desktop.environment["DISPLAY"] = name
-        server = desktop.spawn(["Xvfb", name, "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"],
-                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_until(lambda: desktop.run(["xprop", "-root"]).returncode == 0, "the display")
-        desktop.spawn(["openbox"], {"XDG_DATA_DIRS": "/usr/share", "XDG_CONFIG_DIRS": "/etc/xdg"},
-                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_until(lambda: b"window id" in desktop.run(["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]).stdout,
-                   "a window manager")
-        return server
 
     def server_dies_and_returns(self, has_window):
         desktop = self.prepared(display=False)

@@ -16,8 +16,8 @@ class ProcessApplications;
 /// Links from the session bus, through org.freedesktop.Application, and from the arguments of this program.
 ///
 /// http and https links are web links, absolute paths and file: links are files, everything else is handed over as a
-/// link of another scheme. While a link or a wish to see the settings is being handled, the launch context holds what its
-/// sender gave along.
+/// link of another scheme. While a link or a wish to see the settings is being handled, the launch context holds what
+/// its sender gave along.
 class DBusLinkSource : public QObject, public LinkSource {
     Q_OBJECT
 
