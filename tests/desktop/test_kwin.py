@@ -223,6 +223,9 @@ class BadCompositors(KWinTest):
         for _ in range(2):
             self.private.compositor_process.kill()
             self.private.compositor_process.wait()
+            # It starts anew in its own place, without windows; what it knew it still knows.
+            wait_until(lambda: any("no display" in line for line in self.private.router_lines()),
+                       "the program to have noticed", detail=self.private.describe)
             for _ in range(3):
                 self.assertEqual(self.route_at_once(), [PLAIN])
             self.private.start_compositor()

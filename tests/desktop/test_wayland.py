@@ -246,6 +246,9 @@ class BadCompositors(TwoApplications):
         router = self.private.start_router()
         self.remember(terminal, dialog)
         self.kill_compositor()
+        # It starts anew in its own place, without windows; what it knew it still knows.
+        wait_until(lambda: any("no display" in line for line in self.private.router_lines()),
+                   "the program to have noticed", detail=self.private.describe)
         for _ in range(3):
             self.assertEqual(self.route_at_once(), [TERMINAL])
         self.private.start_compositor()
