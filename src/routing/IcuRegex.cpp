@@ -1,5 +1,7 @@
 #include "routing/IcuRegex.h"
 
+#include "routing/RegexCost.h"
+
 #include <unicode/uregex.h>
 
 #include <chrono>
@@ -65,6 +67,7 @@ QString describe(UErrorCode error) {
     case U_REGEX_INVALID_RANGE: return QStringLiteral("In a character range [x-y], x is greater than y");
     case U_REGEX_PATTERN_TOO_BIG: return QStringLiteral("Expression is too big");
     case U_REGEX_INVALID_CAPTURE_GROUP_NAME: return QStringLiteral("Invalid capture group name");
+    case U_REGEX_INTERNAL_ERROR: return QStringLiteral("Expression is nested too deeply");
     default: return QString::fromLatin1(u_errorName(error));
     }
 }
@@ -80,6 +83,8 @@ IcuRegex::IcuRegex(Handle regex, bool hasBackReference)
     , m_hasBackReference(hasBackReference) { }
 
 std::variant<IcuRegex, RegexError> IcuRegex::compile(QStringView expression, CaseSensitivity caseSensitivity) {
+    if (takesLongToCompile(expression))
+        return RegexError{.message = describe(U_REGEX_PATTERN_TOO_BIG), .position = -1};
     UErrorCode error = U_ZERO_ERROR;
     UParseError where{};
     where.offset = -1;

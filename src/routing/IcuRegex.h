@@ -22,6 +22,8 @@ class IcuRegex {
 public:
     enum class CaseSensitivity { sensitive, insensitive };
 
+    /// ICU cannot be stopped while it compiles: an expression that could take very long is refused as too big
+    /// (see RegexCost.h).
     static std::variant<IcuRegex, RegexError> compile(QStringView expression, CaseSensitivity caseSensitivity);
 
     /// Whether the expression matches anywhere in the text. A search takes at most a tenth of a second: it is given up

@@ -3,7 +3,6 @@
 #include "routing/IcuRegex.h"
 #include "routing/PatternList.h"
 #include "routing/RulesStore.h"
-#include "settings/RegexCost.h"
 
 #include <utility>
 
@@ -13,8 +12,6 @@ namespace {
 
 /// Null when the value compiles.
 QString verdictOn(QStringView value) {
-    if (takesLongToCompile(value))
-        return RuleEditor::tr("Expression is too big");
     const auto result = IcuRegex::compile(value, IcuRegex::CaseSensitivity::sensitive);
     const auto* const error = std::get_if<RegexError>(&result);
     return error ? error->message : QString();

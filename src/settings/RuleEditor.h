@@ -19,8 +19,7 @@ class RulesStore;
 /// Typing never waits for long. What compiled before is not compiled again while it stays in the pattern text, and one
 /// turn of the event loop goes on to the next expression for `kValidationTurn` at most. With very many new expressions
 /// in one text (after pasting a long list, say) the rest is checked in the turns that follow; until then there is no
-/// error, and nothing can be saved. An expression whose compilation itself could take long is not compiled: it is too
-/// big (see RegexCost.h).
+/// error, and nothing can be saved.
 class RuleEditor : public QObject {
     Q_OBJECT
 

@@ -1,4 +1,4 @@
-#include "settings/RegexCost.h"
+#include "routing/RegexCost.h"
 
 namespace vantorel {
 
@@ -14,6 +14,7 @@ constexpr double kMovedUnit = 0.2; // a repetition or a look-behind goes over al
 constexpr double kMovedUnitOfCount = 6; // so does a count, several times
 
 constexpr double kLongest = 200'000'000;
+constexpr double kLongestInAnyCase = 1'000'000'000; // for a link, once: later ones find the expression compiled
 
 bool isLetter(QChar c) {
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
@@ -62,9 +63,11 @@ bool takesLongToCompile(QStringView expression) {
         }
     }
     const auto length = static_cast<double>(expression.size());
-    const double wideSet = hasFlags ? kWideSetInAnyCase : kWideSet;
     const double perUnit = kUnit + repetitions * kMovedUnit + counts * kMovedUnitOfCount;
-    return alternatives * kAlternative + sets * kSet + wideSets * wideSet + length * perUnit > kLongest;
+    const double withoutWideSets = alternatives * kAlternative + sets * kSet + length * perUnit;
+    const double asWritten = withoutWideSets + wideSets * (hasFlags ? kWideSetInAnyCase : kWideSet);
+    const double inAnyCase = withoutWideSets + wideSets * kWideSetInAnyCase;
+    return asWritten > kLongest || inAnyCase > kLongestInAnyCase;
 }
 
 } // namespace vantorel

@@ -1,4 +1,4 @@
-#include "settings/RegexCost.h"
+#include "routing/RegexCost.h"
 
 #include <QTest>
 
@@ -28,7 +28,8 @@ void TestRegexCost::takesLong_data() {
     row("", "a{11}", 1'000, false);
     row("", "a{11}", 10'000, true);
     row("", "(?<=a)", 100'000, true);
-    row("", "[^\\p{L}]", 500, false);
+    row("", "\\P{L}", 90, false);
+    row("", "\\P{L}", 110, true); // for links letter case does not count
     row("", "\\P{L}", 10'000, true);
     row("", "a|", 500'000, true);
     row("(?i)[\\Q]\\E", "\\W", 1'000, true);
