@@ -14,7 +14,7 @@ import gi
 gi.require_version("Gio", "2.0")
 from gi.repository import Gio, GLib  # noqa: E402
 
-from . import browsers, processes, settings  # noqa: E402
+from . import browsers, kwin, processes, settings  # noqa: E402
 from .processes import wait_until  # noqa: E402
 
 PROGRAM_ID = "com.qorbex.Vantorel"
@@ -60,7 +60,8 @@ class PrivateDesktop:
     As a context manager it ends every process that carries its marker variable, by process id, and removes its folders.
     `system_apps` adds the applications of the machine; `service=False` leaves the program without its D-Bus service
     file; `user` runs everything inside as that user id (only root can). `display=True` is an X server with a window
-    manager; `compositor` names a Wayland compositor, "sway", which shows nothing anywhere and has no X server.
+    manager; `compositor` names a Wayland compositor, "sway" or "kwin", which shows nothing anywhere and has no X
+    server.
     """
 
     def __init__(self, *, system_apps=False, display=False, compositor=None, service=True, bus=True, user=None):
@@ -210,7 +211,8 @@ class PrivateDesktop:
 
     def start_compositor(self):
         """Starts the compositor; again after it has ended, under the same name."""
-        {"sway": self._start_sway}[self._compositor]()
+        starts = {"sway": PrivateDesktop._start_sway, "kwin": kwin.start}
+        self.compositor_process = starts[self._compositor](self)
 
     def _start_sway(self):
         # It refuses to run as root, and keeps its sockets in a folder of its own, which must belong to its user.
@@ -227,12 +229,12 @@ class PrivateDesktop:
         own = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": None, "DISPLAY": None, "WLR_BACKENDS": "headless",
                "WLR_RENDERER": "pixman", "WLR_LIBINPUT_NO_DEVICES": "1"}
         with open(os.path.join(self.logs, "compositor"), "ab") as log:
-            self.compositor_process = self.spawn(["sway", "--config", configuration], own, user=user,
-                                                 stdout=log, stderr=log)
-        wait_until(lambda: self.run(["swaymsg", "-t", "get_version"]).returncode == 0
-                   or self.compositor_process.poll() is not None, "the compositor")
-        if self.compositor_process.poll() is not None or not os.path.exists(self.environment["WAYLAND_DISPLAY"]):
+            process = self.spawn(["sway", "--config", configuration], own, user=user, stdout=log, stderr=log)
+        wait_until(lambda: self.run(["swaymsg", "-t", "get_version"]).returncode == 0 or process.poll() is not None,
+                   "the compositor")
+        if process.poll() is not None or not os.path.exists(self.environment["WAYLAND_DISPLAY"]):
             raise RuntimeError("sway did not start: " + self.text_of(os.path.join(self.logs, "compositor")))
+        return process
 
     def _end_everything(self):
         # The program first: it saves on its way out, and what it left running is found by the marker afterwards.
@@ -458,9 +460,10 @@ class PrivateDesktop:
             self._connection = self.connect()
         return self._connection
 
-    def call(self, interface, method, parameters=None, start=True, path=PROGRAM_PATH, name=PROGRAM_ID):
+    def call(self, interface, method, parameters=None, start=True, path=PROGRAM_PATH, name=PROGRAM_ID, connection=None):
         flags = Gio.DBusCallFlags.NONE if start else Gio.DBusCallFlags.NO_AUTO_START
-        reply = self.connection.call_sync(name, path, interface, method, parameters, None, flags, CALL_TIMEOUT_MS, None)
+        connection = connection or self.connection
+        reply = connection.call_sync(name, path, interface, method, parameters, None, flags, CALL_TIMEOUT_MS, None)
         return reply.unpack()
 
     def call_bus(self, method, parameters=None):
