@@ -1,0 +1,473 @@
+"""The table of senders and desktops: which links Vantorel can tell the application of, tried with real programs.
+
+A cell is one sender (a program, and how it was started and opens links) under one desktop on one kind of display, with
+Vantorel running or stopped. Each of its links has to reach the browser exactly once, as it was, with the sender named
+first among the candidates. `./dev matrix` fills every cell with twenty links and writes docs/senders.md; test_matrix.py
+tries two.
+"""
+
+import collections
+import contextlib
+import dataclasses
+import os
+import re
+import shutil
+import subprocess
+import sys
+
+from harness import kwin, processes
+from harness.browsers import write_script
+from harness.case import BROWSER, qt_sender, sender
+from harness.desktop import PrivateDesktop, stage_folder
+from harness.processes import wait_until
+
+BYSTANDER = "org.example.Bystander"
+
+# What a desktop sets in its applications' environment; xdg-open and Qt choose their helpers by it. KDE finds no
+# application without the menu in the system's configuration.
+DESKTOPS = {
+    "none": {"XDG_CURRENT_DESKTOP": None},
+    "GNOME": {"XDG_CURRENT_DESKTOP": "GNOME"},
+    "KDE": {"XDG_CURRENT_DESKTOP": "KDE", "KDE_FULL_SESSION": "true", "KDE_SESSION_VERSION": "5",
+            "XDG_CONFIG_DIRS": "/etc/xdg"},
+    "XFCE": {"XDG_CURRENT_DESKTOP": "XFCE"},
+}
+
+# What people run on each kind of display. The bare X server and sway are sessions without a desktop environment.
+DISPLAYS = {
+    "x11": ("X11 (Xvfb with openbox)", ("none", "GNOME", "KDE", "XFCE")),
+    "sway": ("Wayland: sway", ("none", "GNOME")),
+    "kwin": ("Wayland: KWin", ("none", "KDE")),
+}
+
+STATES = ("running", "stopped")
+
+# Nothing in it that QUrl and kde-open5 write in another way before the link leaves the sender.
+PLAIN = "https://example.test/a%2Fc?q=a+b&r=%20&n={}#part"
+EXACT = "https://example.test/a%7Eb%2Fc?q=a+b&r=%41&n={}#part"
+
+
+@dataclasses.dataclass(frozen=True)
+class Sender:
+    """One row of the table."""
+    key: str
+    label: str
+    way: str  # how it opens a link: see senders/application.py; "qt" and "terminal" are programs of their own
+    launch: str = "gio"  # "gio": as a desktop starts an application; "bare": without variables that tell of it
+    window: bool = False  # it has a window
+    front: bool = False  # and that window is the active one; elsewhere another application's is
+    inside: str = ""  # "flatpak", "cgroup"
+    plain: bool = False  # its toolkit rewrites links: they are chosen so that it finds nothing to rewrite
+    known_by: str = ""
+    impossible: str = ""  # why no one can tell where its links come from; the active application is named then
+
+
+BY_PROCESS = "its process"
+BY_ENVIRONMENT = "inherited environment"
+BY_WINDOW = "active window"
+
+SENDERS = (
+    Sender("gtk", "GTK program", "gtk", window=True, known_by=BY_PROCESS),
+    Sender("gtk-bare", "GTK program, no launch variables", "gtk", "bare", window=True, known_by=BY_PROCESS),
+    Sender("qt", "Qt program (QDesktopServices)", "qt", window=True, plain=True, known_by=BY_ENVIRONMENT),
+    Sender("qt-bare", "Qt program, no launch variables", "qt", "bare", window=True, front=True, plain=True,
+           known_by=BY_WINDOW),
+    Sender("terminal", "xdg-open in a terminal's shell", "terminal", window=True, known_by=BY_PROCESS),
+    Sender("terminal-bare", "the same, no launch variables", "terminal", "bare", window=True, known_by=BY_PROCESS),
+    Sender("child", "gio open as an application's child", "child", known_by=BY_PROCESS),
+    Sender("child-bare", "the same, no launch variables", "child", "bare", known_by=BY_PROCESS),
+    Sender("webbrowser", "Python's webbrowser module", "webbrowser", known_by=BY_PROCESS),
+    Sender("electron", "Electron-like: xdg-open in a session of its own", "session", known_by=BY_PROCESS),
+    Sender("electron-bare", "the same, started by a wrapper script, no launch variables", "session", "bare",
+           known_by=BY_PROCESS),
+    Sender("detached", "xdg-open whose parent is gone", "detached", known_by=BY_ENVIRONMENT),
+    Sender("detached-cgroup", "the same, in a control group as systemd names it", "detached", "bare", inside="cgroup",
+           known_by="control group"),
+    Sender("detached-bare", "the same, no launch variables", "detached", "bare", window=True, front=True,
+           known_by=BY_WINDOW),
+    Sender("flatpak", "Flatpak sandbox, straight over the bus", "bus", "bare", inside="flatpak", known_by="sandbox"),
+    Sender("flatpak-portal", "Flatpak sandbox, xdg-open through the portal", "xdg-open", "bare", window=True, front=True,
+           inside="flatpak", known_by=BY_WINDOW),
+    Sender("portal", "GTK program through the portal", "portal", window=True, front=True, known_by=BY_WINDOW),
+    Sender("background", "xdg-open whose parent is gone, no window, no launch variables", "detached", "bare",
+           known_by="nothing",
+           impossible="the sending process has no parent, no variables and no window: the application that was active "
+                      "last is taken instead"),
+)
+
+
+@dataclasses.dataclass
+class Cell:
+    """What became of the links of one cell."""
+    links: int = 0
+    opened: int = 0  # reached the browser exactly once, as they were
+    named: int = 0  # with the sender named first
+    others: collections.Counter = dataclasses.field(default_factory=collections.Counter)  # what was named instead
+    not_run: str = ""
+
+    def passes(self):
+        """Nineteen of twenty, all of fewer."""
+        return not self.not_run and self.links > 0 and min(self.opened, self.named) * 20 >= self.links * 19
+
+    def __str__(self):
+        if self.not_run:
+            return "not run: " + self.not_run
+        others = "".join(f", {count} named {' '.join(ids) or 'nothing'}" for ids, count in self.others.items())
+        return f"{self.opened} of {self.links} opened, {self.named} named{others}"
+
+
+class X11Windows:
+    """Windows by their titles, on an X server with a window manager."""
+
+    def __init__(self, private):
+        self._private = private
+
+    def _window(self, title):
+        search = ["xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(title)}$"]
+        return (self._private.run(search).stdout.split() or [b""])[0].decode()
+
+    def wait_for(self, title):
+        wait_until(lambda: self._window(title), f"the window {title}", detail=self._private.describe)
+
+    def activate(self, title):
+        window = self._window(title)
+        wanted = f"# {int(window):#x}\n".encode()
+
+        def is_active():
+            self._private.run(["xdotool", "windowactivate", window])
+            return wanted in self._private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
+
+        wait_until(is_active, f"the window {title} to be active", detail=self._private.describe)
+
+
+class SwayWindows:
+    def __init__(self, private):
+        self._private = private
+
+    def _focus(self, title):
+        return self._private.run(["swaymsg", f'[title="^{re.escape(title)}$"]', "focus"]).returncode == 0
+
+    def wait_for(self, title):
+        wait_until(lambda: self._focus(title), f"the window {title}", detail=self._private.describe)
+
+    activate = wait_for
+
+
+class KWinWindows:
+    def __init__(self, private):
+        self._private = private
+
+    def wait_for(self, title):
+        kwin.wait_for_window(self._private, title)
+
+    def activate(self, title):
+        kwin.activate(self._private, title)
+
+
+class ControlGroup:
+    """A control group below our own, named as systemd names an application's."""
+
+    def __init__(self, app_id):
+        group = next((line[3:] for line in self._lines("/proc/self/cgroup") if line.startswith("0::")), "/")
+        mounts = [line.split()[4] for line in self._lines("/proc/self/mountinfo") if " - cgroup2 " in line]
+        if not mounts:
+            raise OSError("there are no version 2 control groups")
+        self.path = os.path.join(mounts[0], group.strip("/"), f"app-gnome-{app_id}-{os.getpid()}.scope")
+        os.mkdir(self.path)
+
+    @staticmethod
+    def _lines(path):
+        with open(path, encoding="utf-8") as file:
+            return file.read().splitlines()
+
+    def end(self):
+        """Call when the processes in it have ended."""
+        def gone():
+            with contextlib.suppress(FileNotFoundError):
+                try:
+                    os.rmdir(self.path)
+                except OSError:
+                    return False
+            return True
+
+        wait_until(gone, "the control group to be empty")
+
+
+class Column:
+    """One desktop on one kind of display, with every sender started in it."""
+
+    def __init__(self, display, desktop):
+        self.display = display
+        self.desktop = desktop
+        self.not_run = {}  # key of a sender -> why it cannot be tried here
+        self._count = 0
+        self._fifos = {}
+        self._stack = contextlib.ExitStack()
+
+    # -- life ----------------------------------------------------------------------------------------------------------
+
+    def __enter__(self):
+        try:
+            self._start()
+        except BaseException:
+            self._stack.close()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        self._stack.close()
+
+    def _start(self):
+        compositor = {} if self.display == "x11" else {"compositor": self.display}
+        private = PrivateDesktop(system_apps=True, display=self.display == "x11", **compositor)
+        self.private = self._stack.enter_context(private)
+        self._stack.callback(lambda: self._end_senders())
+        self.windows = {"x11": X11Windows, "sway": SwayWindows, "kwin": KWinWindows}[self.display](private)
+        private.add_browser(BROWSER, "line")
+        private.write_settings(fallback=BROWSER)
+        self._set_desktop()
+        self._senders = []
+        self._install(Sender(BYSTANDER, "", "gio", window=True))
+        for each in SENDERS:
+            self._install(each)
+        self._start_senders()
+
+    def _set_desktop(self):
+        """What the session's start does: its variables are everyone's, also of what the bus starts."""
+        changes = dict(DESKTOPS[self.desktop])
+        if self.display != "x11":
+            changes.update(GDK_BACKEND="wayland", QT_QPA_PLATFORM="wayland", XDG_SESSION_TYPE="wayland")
+        else:
+            changes.update(XDG_SESSION_TYPE="x11")
+        self.private.environment = self.private.environment_with(changes)
+        if self.desktop == "XFCE":
+            self.private.choose_as_xfce_does()
+        from gi.repository import GLib
+        names = ("DISPLAY", "WAYLAND_DISPLAY", *changes)
+        values = {name: self.private.environment[name] for name in names if name in self.private.environment}
+        self.private.call_bus("UpdateActivationEnvironment", GLib.Variant("(a{ss})", (values,)))
+
+    # -- senders -------------------------------------------------------------------------------------------------------
+
+    def app_id(self, each):
+        if each.way == "terminal":
+            return "debian-xterm" if self.display == "x11" else "foot"
+        return each.key if each.key == BYSTANDER else "org.example." + each.key.title().replace("-", "")
+
+    def _install(self, each):
+        """Its program and its desktop entry."""
+        private = self.private
+        app_id = self.app_id(each)
+        program = os.path.join(private.programs, app_id.lower().rpartition(".")[2])
+        if each.way == "terminal":
+            program = "xterm" if self.display == "x11" else "foot"
+            private.add_application(app_id, program)
+        elif each.way == "qt":
+            shutil.copy(qt_sender(), program)
+            private.add_application(app_id, program)
+        else:
+            shutil.copy(sender("application.py"), program)
+            command = f"{program} {each.way}"
+            if each.key == "electron-bare":
+                command = write_script(program + "-wrapper", f"#!/bin/sh\n{program} {each.way}\n")
+            private.add_application(app_id, command)
+
+    def _environment(self, each):
+        fifo = os.path.join(self.private.root, "links-" + each.key)
+        os.mkfifo(fifo)
+        self._fifos[each.key] = os.open(fifo, os.O_RDWR)
+        self._stack.callback(os.close, self._fifos[each.key])
+        environment = {"LINKS": fifo}
+        if each.window and each.way != "terminal":
+            environment["TITLE"] = each.key
+        if each.way == "terminal":
+            shell = write_script(os.path.join(self.private.programs, "shell"),
+                                 '#!/bin/sh\nwhile read -r link; do xdg-open "$link"; done <>"$LINKS"\n')
+            environment["SHELL"] = shell
+        return environment
+
+    def _command(self, each):
+        entry = os.path.join(self.private.entries, self.app_id(each) + ".desktop")
+        with open(entry, encoding="utf-8") as file:
+            return re.search("^Exec=(.*)$", file.read(), re.MULTILINE).group(1).split()
+
+    def _start_senders(self):
+        by_gio = {}
+        for each in (Sender(BYSTANDER, "", "gio", window=True), *SENDERS):
+            environment = self._environment(each)
+            if each.launch == "gio":
+                by_gio[self.app_id(each)] = environment
+                continue
+            try:
+                command, options = self._wrapped(each, self._command(each))
+            except OSError as error:
+                self.not_run[each.key] = str(error)
+                continue
+            self.private.spawn(command, environment, stdout=self._sender_log, stderr=self._sender_log,
+                               start_new_session=True, **options)
+        self._launch_by_gio(by_gio)
+        for each in SENDERS:
+            if each.window and each.way != "terminal" and each.key not in self.not_run:
+                self.windows.wait_for(each.key)
+        self.windows.wait_for(BYSTANDER)
+
+    @property
+    def _sender_log(self):
+        if not hasattr(self, "_log"):
+            self._log = self._stack.enter_context(open(os.path.join(self.private.logs, "senders"), "ab"))
+        return self._log
+
+    def _launch_by_gio(self, applications):
+        """Starts applications (id -> environment) as a desktop's shell does."""
+        lines = ["import gi", "from gi.repository import Gio"]
+        for app_id, environment in applications.items():
+            lines.append("context = Gio.AppLaunchContext()")
+            lines += [f"context.setenv({name!r}, {value!r})" for name, value in environment.items()]
+            lines.append(f"assert Gio.DesktopAppInfo.new({app_id + '.desktop'!r}).launch([], context)")
+        done = self.private.run(["/usr/bin/python3", "-c", "\n".join(lines)])
+        if done.returncode != 0:
+            raise RuntimeError(done.stderr.decode())
+
+    def _wrapped(self, each, command):
+        if each.inside == "cgroup":
+            self._group = ControlGroup(self.app_id(each))
+            return ["/bin/sh", "-c", f'echo $$ >"{self._group.path}/cgroup.procs" && exec "$@"', "sh", *command], {}
+        if each.inside == "flatpak":
+            return self._in_sandbox(each, command)
+        return command, {}
+
+    def _in_sandbox(self, each, command):
+        """The command inside a sandbox as Flatpak makes one: namespaces of its own, and a file that tells of it."""
+        information = self.private.write(
+            os.path.join(self.private.root, "flatpak-info-" + each.key),
+            f"[Application]\nname={self.app_id(each)}\nruntime=runtime/org.example.Platform/x86_64/1\n\n"
+            "[Instance]\ninstance-id=1\napp-path=/usr\nsession-bus-proxy=true\n")
+        binds = []
+        for folder in ("/usr", "/etc", "/run", "/tmp", stage_folder(), self.private.root):
+            binds += ["--bind", folder, folder]
+        for name in ("bin", "sbin", "lib", "lib64"):
+            binds += ["--symlink", "usr/" + name, "/" + name] if os.path.exists("/usr/" + name) else []
+        runtime = self.private.runtime
+        binds += ["--tmpfs", runtime, "--symlink", "/.flatpak-info", runtime + "/flatpak-info"]
+        for name in os.listdir(runtime):
+            binds += ["--bind", os.path.join(runtime, name), os.path.join(runtime, name)]
+        sandbox = ["bwrap", "--unshare-user", "--unshare-pid", "--proc", "/proc", "--dev", "/dev", *binds,
+                   "--ro-bind", information, "/.flatpak-info", "--"]
+        tried = self.private.run([*sandbox, "true"])
+        if tried.returncode != 0:
+            raise OSError(tried.stderr.decode(errors="replace").strip())
+        return [*sandbox, *command], {}
+
+    def _end_senders(self):
+        """A control group can only be removed when it is empty."""
+        group = getattr(self, "_group", None)
+        if group:
+            for pid in (processes.read_bytes(group.path + "/cgroup.procs") or b"").split():
+                processes.end_process(int(pid))
+            group.end()
+
+    # -- links ---------------------------------------------------------------------------------------------------------
+
+    def run(self, links, only=None):
+        """(key of a sender, state) -> Cell, with that many links in each."""
+        cells = {}
+        senders = [each for each in SENDERS if only is None or each.key in only]
+        for state in STATES:
+            front = None
+            for each in sorted(senders, key=lambda each: each.front):
+                cell = cells[each.key, state] = Cell(not_run=self.not_run.get(each.key, ""))
+                if cell.not_run:
+                    continue
+                wanted = each.key if each.front else BYSTANDER
+                if wanted != front:
+                    self.windows.activate(wanted)
+                    self._wait_for_front(wanted)
+                    front = wanted
+                if state == "running":
+                    self._ensure_running()
+                self._fill(cell, each, state, links)
+        self._count_launches(cells)
+        return cells
+
+    def _ensure_running(self):
+        if self.private.router_pid() is None:
+            self._probe()
+
+    def _probe(self):
+        """The candidates for a link that comes from no application."""
+        self._count += 1
+        link = f"https://probe.test/{self._count}"
+        self.private.open_links(link)
+        url, sources, _ = self.private.last_event()
+        assert url == link
+        return sources
+
+    def _wait_for_front(self, key):
+        """What the display announces and what the bus brings are in no order with one another."""
+        each = next((each for each in SENDERS if each.key == key), None)
+        wanted = self.app_id(each) if each else BYSTANDER
+        sources = []
+
+        def is_known():
+            sources[:] = self._probe()
+            return sources == [wanted]
+
+        try:
+            wait_until(is_known, f"{wanted} to be known as the active application", timeout=5)
+        except processes.Timeout as timeout:
+            print(f"{timeout}: the candidates are {sources}", file=sys.stderr)
+
+    def _fill(self, cell, each, state, links):
+        cell.sent = []
+        pattern = PLAIN if each.plain or self.desktop == "KDE" else EXACT
+        for _ in range(links):
+            if state == "stopped":
+                self.private.stop_router()
+            self._count += 1
+            link = pattern.format(self._count)
+            cell.sent.append(link.encode())
+            cell.links += 1
+            os.write(self._fifos[each.key], link.encode() + b"\n")
+            try:
+                wait_until(lambda: link.encode() in self.private.line_links(), f"{link} of {each.key} in the browser",
+                           timeout=20)
+            except processes.Timeout as timeout:
+                print(timeout, file=sys.stderr)
+                continue
+            url, sources, _ = self.private.last_event()
+            if url == link and sources[:1] == [self.app_id(each)]:
+                cell.named += 1
+            else:
+                cell.others[tuple(sources[:1]) if url == link else ("another link", )] += 1
+
+    def _count_launches(self, cells):
+        wait_until(lambda: not self._on_its_way(), "all links to have arrived", detail=self._on_its_way)
+        seen = collections.Counter(self.private.line_links())
+        for cell in cells.values():
+            cell.opened = sum(seen[link] == 1 for link in getattr(cell, "sent", ()))
+
+
+    def _on_its_way(self):
+        """The processes that have a link among their arguments."""
+        found = [b" ".join(processes.arguments_of(pid)) for pid in self.private.marked_pids()]
+        return b"\n".join(command for command in found if b".test/" in command).decode()
+
+
+def missing(display):
+    """Why this kind of display cannot be had here; empty where it can."""
+    program = {"x11": "Xvfb", "sway": "sway", "kwin": "kwin_wayland"}[display]
+    return "" if shutil.which(program) else f"{program} is not installed"
+
+
+if __name__ == "__main__":
+    import time
+    begin = time.monotonic()
+    with Column(sys.argv[1], sys.argv[2]) as column:
+        print(f"started in {time.monotonic() - begin:.1f} s")
+        begin = time.monotonic()
+        for (key, state), cell in column.run(int(sys.argv[3]), sys.argv[4:] or None).items():
+            print(f"{key:18}{state:9}{cell}")
+        print(f"ran in {time.monotonic() - begin:.1f} s")
+        if os.environ.get("V"):
+            print(column.private.describe())
+            print(column.private.text_of(column.private.logs + "/senders"))
