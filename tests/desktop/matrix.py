@@ -21,8 +21,6 @@ from harness.case import BROWSER, qt_sender, sender
 from harness.desktop import PrivateDesktop, stage_folder
 from harness.processes import wait_until
 
-BYSTANDER = "org.example.Bystander"
-
 # What a desktop sets in its applications' environment; xdg-open and Qt choose their helpers by it. KDE finds no
 # application without the menu in the system's configuration.
 DESKTOPS = {
@@ -47,53 +45,67 @@ PLAIN = "https://example.test/a%2Fc?q=a+b&r=%20&n={}#part"
 EXACT = "https://example.test/a%7Eb%2Fc?q=a+b&r=%41&n={}#part"
 
 
+# By what Vantorel knows the sender.
+PROCESS = "process"  # the program that sends the link, or one of its parents
+ENVIRONMENT = "environment"  # variables of its launch, which its children inherit
+SANDBOX = "sandbox"
+GROUP = "control group"
+WINDOW = "window"  # none of these: its window is the active one
+NOTHING = "nothing"
+
+
 @dataclasses.dataclass(frozen=True)
 class Sender:
     """One row of the table."""
     key: str
     label: str
     way: str  # how it opens a link: see senders/application.py; "qt" and "terminal" are programs of their own
-    launch: str = "gio"  # "gio": as a desktop starts an application; "bare": without variables that tell of it
-    window: bool = False  # it has a window
-    front: bool = False  # and that window is the active one; elsewhere another application's is
+    launch: str  # "gio": as a desktop starts an application; "bare": without variables that tell of it
+    known_by: str
+    under: dict = dataclasses.field(default_factory=dict)  # desktop -> by what it is known there instead
     inside: str = ""  # "flatpak", "cgroup"
     plain: bool = False  # its toolkit rewrites links: they are chosen so that it finds nothing to rewrite
-    known_by: str = ""
-    impossible: str = ""  # why no one can tell where its links come from; the active application is named then
+
+    def is_known_by(self, desktop):
+        return self.under.get(desktop, self.known_by)
 
 
-BY_PROCESS = "its process"
-BY_ENVIRONMENT = "inherited environment"
-BY_WINDOW = "active window"
+# XFCE's own settings make its exo-open the browser, which starts the chosen one, as an orphan and with variables that
+# tell of exo-open itself.
+XFCE = {"XFCE": WINDOW}
+# kde-open5 starts the program and does not wait for it: an orphan as well, but with its variables left alone.
+KDE_ORPHAN = {"KDE": ENVIRONMENT, **XFCE}
+KDE_LOST = {"KDE": WINDOW, **XFCE}
+
+# "impossible": no one can tell where these links come from. They are opened all the same, and the application that was
+# active last is taken for the sender.
+BACKGROUND = Sender("background", "xdg-open whose parent is gone, no window, no launch variables", "detached", "bare",
+                    NOTHING)
 
 SENDERS = (
-    Sender("gtk", "GTK program", "gtk", window=True, known_by=BY_PROCESS),
-    Sender("gtk-bare", "GTK program, no launch variables", "gtk", "bare", window=True, known_by=BY_PROCESS),
-    Sender("qt", "Qt program (QDesktopServices)", "qt", window=True, plain=True, known_by=BY_ENVIRONMENT),
-    Sender("qt-bare", "Qt program, no launch variables", "qt", "bare", window=True, front=True, plain=True,
-           known_by=BY_WINDOW),
-    Sender("terminal", "xdg-open in a terminal's shell", "terminal", window=True, known_by=BY_PROCESS),
-    Sender("terminal-bare", "the same, no launch variables", "terminal", "bare", window=True, known_by=BY_PROCESS),
-    Sender("child", "gio open as an application's child", "child", known_by=BY_PROCESS),
-    Sender("child-bare", "the same, no launch variables", "child", "bare", known_by=BY_PROCESS),
-    Sender("webbrowser", "Python's webbrowser module", "webbrowser", known_by=BY_PROCESS),
-    Sender("electron", "Electron-like: xdg-open in a session of its own", "session", known_by=BY_PROCESS),
-    Sender("electron-bare", "the same, started by a wrapper script, no launch variables", "session", "bare",
-           known_by=BY_PROCESS),
-    Sender("detached", "xdg-open whose parent is gone", "detached", known_by=BY_ENVIRONMENT),
-    Sender("detached-cgroup", "the same, in a control group as systemd names it", "detached", "bare", inside="cgroup",
-           known_by="control group"),
-    Sender("detached-bare", "the same, no launch variables", "detached", "bare", window=True, front=True,
-           known_by=BY_WINDOW),
-    Sender("flatpak", "Flatpak sandbox, straight over the bus", "bus", "bare", inside="flatpak", known_by="sandbox"),
-    Sender("flatpak-portal", "Flatpak sandbox, xdg-open through the portal", "xdg-open", "bare", window=True, front=True,
-           inside="flatpak", known_by=BY_WINDOW),
-    Sender("portal", "GTK program through the portal", "portal", window=True, front=True, known_by=BY_WINDOW),
-    Sender("background", "xdg-open whose parent is gone, no window, no launch variables", "detached", "bare",
-           known_by="nothing",
-           impossible="the sending process has no parent, no variables and no window: the application that was active "
-                      "last is taken instead"),
+    Sender("gtk", "GTK program", "gtk", "gio", PROCESS, XFCE),
+    Sender("gtk-bare", "the same, no launch variables", "gtk", "bare", PROCESS, XFCE),
+    Sender("qt", "Qt program (QDesktopServices)", "qt", "gio", ENVIRONMENT, XFCE, plain=True),
+    Sender("qt-bare", "the same, no launch variables", "qt", "bare", WINDOW, plain=True),
+    Sender("terminal", "xdg-open in a terminal's shell", "terminal", "gio", PROCESS, KDE_ORPHAN),
+    Sender("terminal-bare", "the same, no launch variables", "terminal", "bare", PROCESS, KDE_LOST),
+    Sender("child", "gio open as an application's child", "child", "gio", PROCESS, XFCE),
+    Sender("child-bare", "the same, no launch variables", "child", "bare", PROCESS, XFCE),
+    Sender("webbrowser", "Python's webbrowser module", "webbrowser", "gio", PROCESS, KDE_ORPHAN),
+    Sender("electron", "Electron-like: xdg-open in a session of its own", "session", "gio", PROCESS, KDE_ORPHAN),
+    Sender("electron-bare", "the same, from a wrapper script, no launch variables", "session", "bare", PROCESS, KDE_LOST),
+    Sender("detached", "xdg-open whose parent is gone", "detached", "gio", ENVIRONMENT, XFCE),
+    Sender("detached-cgroup", "the same, in a control group as systemd names it", "detached", "bare", GROUP,
+           inside="cgroup"),
+    Sender("detached-bare", "the same, no launch variables", "detached", "bare", WINDOW),
+    Sender("flatpak", "Flatpak sandbox, straight over the bus", "bus", "bare", SANDBOX, inside="flatpak"),
+    Sender("flatpak-portal", "Flatpak sandbox, through the portal", "xdg-open", "bare", WINDOW, inside="flatpak"),
+    Sender("portal", "GTK program through the portal", "portal", "gio", WINDOW),
+    BACKGROUND,
 )
+
+# What is in front unless a sender is known by its window only.
+BYSTANDER = Sender("org.example.Bystander", "", "gio", "gio", NOTHING)
 
 
 @dataclasses.dataclass
@@ -130,12 +142,11 @@ class X11Windows:
         wait_until(lambda: self._window(title), f"the window {title}", detail=self._private.describe)
 
     def activate(self, title):
-        window = self._window(title)
-        wanted = f"# {int(window):#x}\n".encode()
-
         def is_active():
+            window = self._window(title)
             self._private.run(["xdotool", "windowactivate", window])
-            return wanted in self._private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
+            wanted = f"# {int(window or 0):#x}\n".encode()
+            return window and wanted in self._private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
 
         wait_until(is_active, f"the window {title} to be active", detail=self._private.describe)
 
@@ -227,8 +238,7 @@ class Column:
         private.write_settings(fallback=BROWSER)
         self._set_desktop()
         self._senders = []
-        self._install(Sender(BYSTANDER, "", "gio", window=True))
-        for each in SENDERS:
+        for each in (BYSTANDER, *SENDERS):
             self._install(each)
         self._start_senders()
 
@@ -252,7 +262,7 @@ class Column:
     def app_id(self, each):
         if each.way == "terminal":
             return "debian-xterm" if self.display == "x11" else "foot"
-        return each.key if each.key == BYSTANDER else "org.example." + each.key.title().replace("-", "")
+        return each.key if each is BYSTANDER else "org.example." + each.key.title().replace("-", "")
 
     def _install(self, each):
         """Its program and its desktop entry."""
@@ -278,11 +288,12 @@ class Column:
         self._fifos[each.key] = os.open(fifo, os.O_RDWR)
         self._stack.callback(os.close, self._fifos[each.key])
         environment = {"LINKS": fifo}
-        if each.window and each.way != "terminal":
+        if each is not BACKGROUND:
             environment["TITLE"] = each.key
         if each.way == "terminal":
             shell = write_script(os.path.join(self.private.programs, "shell"),
-                                 '#!/bin/sh\nwhile read -r link; do xdg-open "$link"; done <>"$LINKS"\n')
+                                 '#!/bin/sh\nprintf "\\033]0;%s\\007" "$TITLE"\n'
+                                 'while read -r link; do xdg-open "$link"; done <>"$LINKS"\n')
             environment["SHELL"] = shell
         return environment
 
@@ -293,7 +304,7 @@ class Column:
 
     def _start_senders(self):
         by_gio = {}
-        for each in (Sender(BYSTANDER, "", "gio", window=True), *SENDERS):
+        for each in (BYSTANDER, *SENDERS):
             environment = self._environment(each)
             if each.launch == "gio":
                 by_gio[self.app_id(each)] = environment
@@ -306,10 +317,9 @@ class Column:
             self.private.spawn(command, environment, stdout=self._sender_log, stderr=self._sender_log,
                                start_new_session=True, **options)
         self._launch_by_gio(by_gio)
-        for each in SENDERS:
-            if each.window and each.way != "terminal" and each.key not in self.not_run:
+        for each in (BYSTANDER, *SENDERS):
+            if each is not BACKGROUND and each.key not in self.not_run:
                 self.windows.wait_for(each.key)
-        self.windows.wait_for(BYSTANDER)
 
     @property
     def _sender_log(self):
@@ -374,13 +384,13 @@ class Column:
         senders = [each for each in SENDERS if only is None or each.key in only]
         for state in STATES:
             front = None
-            for each in sorted(senders, key=lambda each: each.front):
+            for each in sorted(senders, key=lambda each: each.is_known_by(self.desktop) == WINDOW):
                 cell = cells[each.key, state] = Cell(not_run=self.not_run.get(each.key, ""))
                 if cell.not_run:
                     continue
-                wanted = each.key if each.front else BYSTANDER
-                if wanted != front:
-                    self.windows.activate(wanted)
+                wanted = each if each.is_known_by(self.desktop) == WINDOW else BYSTANDER
+                if wanted is not front:
+                    self.windows.activate(wanted.key)
                     self._wait_for_front(wanted)
                     front = wanted
                 if state == "running":
@@ -402,10 +412,9 @@ class Column:
         assert url == link
         return sources
 
-    def _wait_for_front(self, key):
+    def _wait_for_front(self, each):
         """What the display announces and what the bus brings are in no order with one another."""
-        each = next((each for each in SENDERS if each.key == key), None)
-        wanted = self.app_id(each) if each else BYSTANDER
+        wanted = self.app_id(each)
         sources = []
 
         def is_known():
@@ -435,7 +444,7 @@ class Column:
                 print(timeout, file=sys.stderr)
                 continue
             url, sources, _ = self.private.last_event()
-            if url == link and sources[:1] == [self.app_id(each)]:
+            if url == link and sources[:1] == [self.app_id(BYSTANDER if each is BACKGROUND else each)]:
                 cell.named += 1
             else:
                 cell.others[tuple(sources[:1]) if url == link else ("another link", )] += 1
