@@ -6,15 +6,16 @@
 #include "interception/InterceptDebugStore.h"
 #include "interception/SourceAppTracker.h"
 #include "interception/URLInterceptor.h"
-#include "platform/NoActivationSource.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/ProcessApplications.h"
+#include "platform/freedesktop/SessionActivationSource.h"
 #include "platform/freedesktop/SpawnRunner.h"
 #include "platform/freedesktop/WindowApplications.h"
+#include "platform/wayland/WlrActivationSource.h"
 #include "platform/x11/X11ActivationSource.h"
 #include "routing/Link.h"
 #include "routing/RulesEngine.h"
@@ -51,15 +52,26 @@ void openInBrowser(const Link& url, const QString& bundleID) {
     BrowserLauncher::open(url, bundleID, catalog, runner);
 }
 
-// Of a Wayland session an X server sees some of the windows only, and would name an application that was left long ago.
-ActivationSource* makeActivationSource() {
-    const QByteArray display = qgetenv("DISPLAY");
-    if (display.isEmpty() || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-        return new NoActivationSource;
+std::optional<QString> applicationOfWindow(const WindowIdentity& window) {
     static auto& windows = *new WindowApplications(
         installedWindowEntries, [](pid_t process) { return processApplications().applicationOf(process); });
-    return new X11ActivationSource(display, kBusName,
-                                   [](const WindowIdentity& window) { return windows.applicationOf(window); });
+    return windows.applicationOf(window);
+}
+
+// The surest first.
+ActivationSource* makeActivationSource() {
+    const QByteArray x11 = qgetenv("DISPLAY");
+    const QByteArray wayland = qgetenv("WAYLAND_DISPLAY");
+    std::vector<std::unique_ptr<ActivationBackend>> ways;
+    // Of a Wayland session an X server sees some of the windows only, and would name an application that was left long
+    // ago.
+    if (!x11.isEmpty() && wayland.isEmpty())
+        ways.push_back(std::make_unique<X11ActivationSource>(x11, kBusName, applicationOfWindow));
+    if (!wayland.isEmpty()) {
+        const QByteArray path = waylandSocketPath(wayland, qgetenv("XDG_RUNTIME_DIR"));
+        ways.push_back(std::make_unique<WlrActivationSource>(path, kBusName, applicationOfWindow));
+    }
+    return new SessionActivationSource(std::move(ways));
 }
 
 ActivationSource& activationSource() {

@@ -20,6 +20,8 @@ public:
 
     int get() const { return m_fd; }
     explicit operator bool() const { return m_fd >= 0; }
+    /// Gives the descriptor to somebody else to own.
+    int release() { return std::exchange(m_fd, -1); }
     void reset() {
         if (m_fd >= 0)
             close(m_fd);

@@ -177,6 +177,14 @@ void X11ActivationSource::start(Activated activated) {
     connectToServer();
 }
 
+void X11ActivationSource::stop() {
+    m_retry.stop();
+    dropServer();
+    m_activated = nullptr;
+    m_pause = kFirstRetry;
+    setState(State::unknown);
+}
+
 void X11ActivationSource::connectToServer() {
     auto attempt = std::make_shared<Attempt>();
     try {
@@ -217,21 +225,32 @@ void X11ActivationSource::takeServer() {
     m_notifier = new QSocketNotifier(xcb_get_file_descriptor(m_server->connection), QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &X11ActivationSource::readEvents);
     readEventsLater();
+    setState(State::present);
 }
 
-void X11ActivationSource::loseServer() {
-    m_notifier->setEnabled(false);
-    m_notifier->deleteLater();
-    m_notifier = nullptr;
+// Gives up the server, or the attempt to reach one. We may have been called by the notifier.
+void X11ActivationSource::dropServer() {
+    if (m_notifier) {
+        m_notifier->setEnabled(false);
+        m_notifier->deleteLater();
+        m_notifier = nullptr;
+    }
+    m_attempt.reset();
     m_look.reset();
     m_changedMeanwhile = false;
     m_server.reset();
+    m_isLate = false;
+}
+
+void X11ActivationSource::loseServer() {
+    dropServer();
     retryLater();
 }
 
 void X11ActivationSource::retryLater() {
     m_retry.start(m_pause);
     m_pause = std::min<std::chrono::milliseconds>(m_pause * 2, kLastRetry);
+    setState(State::absent);
 }
 
 void X11ActivationSource::readPendingEvents() {
@@ -333,7 +352,12 @@ void X11ActivationSource::finishLook() {
     m_found = isWindow ? applicationOf(look->identity) : std::nullopt;
     if (isWindow && look->reports && look->window != std::exchange(m_activeWindow, look->window)) {
         QMetaObject::invokeMethod(
-            this, [this, found = m_found] { m_activated(found); }, Qt::QueuedConnection);
+            this,
+            [this, found = m_found] {
+                if (m_activated)
+                    m_activated(found);
+            },
+            Qt::QueuedConnection);
     }
     if (std::exchange(m_changedMeanwhile, false))
         beginLook(true);

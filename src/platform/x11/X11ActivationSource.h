@@ -1,8 +1,7 @@
 #pragma once
 
-#include "platform/ActivationSource.h"
+#include "platform/freedesktop/ActivationBackend.h"
 
-#include <QObject>
 #include <QTimer>
 
 #include <chrono>
@@ -21,7 +20,7 @@ struct WindowIdentity;
 ///
 /// Has a connection of its own, which nothing ever waits on without a limit: a server that is stopped, slow or gone
 /// costs a link a moment at most, and one that comes back is found again. Idle, it does nothing.
-class X11ActivationSource : public QObject, public ActivationSource {
+class X11ActivationSource : public ActivationBackend {
     Q_OBJECT
 
 public:
@@ -33,6 +32,7 @@ public:
     ~X11ActivationSource() override;
 
     void start(Activated activated) override;
+    void stop() override;
     std::optional<QString> frontmost() override;
 
 private:
@@ -42,6 +42,7 @@ private:
 
     void connectToServer();
     void takeServer();
+    void dropServer();
     void loseServer();
     void retryLater();
 

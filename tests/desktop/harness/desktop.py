@@ -86,12 +86,13 @@ class PrivateDesktop:
         os.chmod(self.root, 0o755)
         try:
             self._make_folders()
-            if self._wants_bus:
-                self.start_bus()
+            # First, so that what the bus starts finds them.
             if self._wants_display:
                 self._start_display()
             if self._compositor:
                 self.start_compositor()
+            if self._wants_bus:
+                self.start_bus()
         except BaseException:
             self.__exit__(None, None, None)
             raise
