@@ -361,7 +361,7 @@ class Column:
         binds += ["--tmpfs", runtime, "--symlink", "/.flatpak-info", runtime + "/flatpak-info"]
         for name in os.listdir(runtime):
             binds += ["--bind", os.path.join(runtime, name), os.path.join(runtime, name)]
-        sandbox = ["bwrap", "--unshare-user", "--unshare-pid", "--proc", "/proc", "--dev", "/dev", *binds,
+        sandbox = ["bwrap", "--unshare-pid", "--proc", "/proc", "--dev", "/dev", *binds,
                    "--ro-bind", information, "/.flatpak-info", "--"]
         tried = self.private.run([*sandbox, "true"])
         if tried.returncode != 0:

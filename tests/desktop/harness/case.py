@@ -23,12 +23,21 @@ def sender(name):
 
 def qt_sender():
     """The program that opens links as a Qt application does: VANTOREL_QT_SENDER, or built on the spot."""
-    given = os.environ.get("VANTOREL_QT_SENDER")
+    return _qt_program("qt_sender")
+
+
+def qt_window():
+    """The Qt application that shows a window: VANTOREL_QT_WINDOW, or built on the spot."""
+    return _qt_program("qt_window")
+
+
+def _qt_program(name):
+    given = os.environ.get("VANTOREL_" + name.upper())
     if given:
         return given
-    source = sender("qt_sender.cpp")
+    source = sender(name + ".cpp")
     folder = os.path.join(os.path.dirname(stage_folder()), "senders")
-    program = os.path.join(folder, "qt_sender")
+    program = os.path.join(folder, name)
     if os.path.exists(program) and os.path.getmtime(program) >= os.path.getmtime(source):
         return program
     os.makedirs(folder, exist_ok=True)
@@ -106,4 +115,4 @@ def main():
 
 
 __all__ = ["BROWSER", "OTHER_BROWSER", "PROGRAM_ID", "THIRD_BROWSER", "DesktopTest", "main", "processes", "qt_sender",
-           "sender"]
+           "qt_window", "sender"]

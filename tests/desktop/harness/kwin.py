@@ -53,6 +53,8 @@ def start(private):
             [program, "--virtual", "--width", "1024", "--height", "768", "--socket", DISPLAY, "--no-lockscreen",
              "--no-global-shortcuts", "--no-kactivities"], own, stdout=log, stderr=log)
     private.environment["WAYLAND_DISPLAY"] = DISPLAY
+    # As sessions do: what the bus starts is to know the display as well.
+    private.call_bus("UpdateActivationEnvironment", GLib.Variant("(a{ss})", ({"WAYLAND_DISPLAY": DISPLAY},)))
     # Its name is on the bus before its objects are.
     wait_until(lambda: process.poll() is not None or _owner(private) == process.pid and _is_ready(private),
                "KWin on the bus", detail=private.describe)
@@ -126,7 +128,12 @@ def wait_for_window(private, title):
 def activate(private, title):
     """Makes the window with that title the active one, once it is there, and waits until it is."""
     wait_for_window(private, title)
-    run_script(private, """
-        allWindows().forEach(function (window) { if (window.caption === %s) activate(window); });""" % json.dumps(title))
-    wait_until(lambda: windows(private).get(title, {}).get("isActive"), f"the window {title} to be active",
-               detail=private.describe)
+
+    def is_active():
+        run_script(private, """
+            allWindows().forEach(function (window) { if (window.caption === %s) activate(window); });
+            """ % json.dumps(title))
+        return windows(private).get(title, {}).get("isActive")
+
+    # One that has just come up may take the place of the one that was asked for.
+    wait_until(is_active, f"the window {title} to be active", detail=private.describe)
