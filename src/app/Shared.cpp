@@ -10,6 +10,7 @@
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
+#include "platform/freedesktop/KWinActivationSource.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/ProcessApplications.h"
 #include "platform/freedesktop/SessionActivationSource.h"
@@ -70,6 +71,8 @@ ActivationSource* makeActivationSource() {
     if (!wayland.isEmpty()) {
         const QByteArray path = waylandSocketPath(wayland, qgetenv("XDG_RUNTIME_DIR"));
         ways.push_back(std::make_unique<WlrActivationSource>(path, kBusName, applicationOfWindow));
+        ways.push_back(
+            std::make_unique<KWinActivationSource>(QDBusConnection::sessionBus(), kBusName, applicationOfWindow));
     }
     return new SessionActivationSource(std::move(ways));
 }
