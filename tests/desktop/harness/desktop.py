@@ -89,10 +89,12 @@ class PrivateDesktop:
             # First, so that what the bus starts finds them.
             if self._wants_display:
                 self._start_display()
-            if self._compositor:
+            if self._compositor == "sway":
                 self.start_compositor()
             if self._wants_bus:
                 self.start_bus()
+            if self._compositor == "kwin":
+                self.start_compositor()  # it is on the bus itself
         except BaseException:
             self.__exit__(None, None, None)
             raise
