@@ -10,6 +10,7 @@
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
+#include "platform/freedesktop/InstalledIndex.h"
 #include "platform/freedesktop/KWinActivationSource.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/ProcessApplications.h"
@@ -55,7 +56,7 @@ void openInBrowser(const Link& url, const QString& bundleID) {
 
 std::optional<QString> applicationOfWindow(const WindowIdentity& window) {
     static auto& windows = *new WindowApplications(
-        installedWindowEntries, [](pid_t process) { return processApplications().applicationOf(process); });
+        [] { return currentIndex().get(); }, [](pid_t process) { return processApplications().applicationOf(process); });
     return windows.applicationOf(window);
 }
 
@@ -112,8 +113,13 @@ SourceAppTracker& sourceAppTracker() {
     return tracker;
 }
 
+CurrentIndex& currentIndex() {
+    static auto& index = *new CurrentIndex;
+    return index;
+}
+
 ProcessApplications& processApplications() {
-    static auto& applications = *new ProcessApplications;
+    static auto& applications = *new ProcessApplications([] { return currentIndex().get(); }, kBusName);
     return applications;
 }
 

@@ -3,6 +3,7 @@
 namespace vantorel {
 
 class BrowserDetector;
+class CurrentIndex;
 class InstalledAppDetector;
 class InterceptDebugStore;
 class ProcessApplications;
@@ -20,6 +21,7 @@ RulesEngine& rulesEngine();
 InterceptDebugStore& interceptDebugStore();
 URLInterceptor& urlInterceptor();
 SourceAppTracker& sourceAppTracker();
+CurrentIndex& currentIndex();
 ProcessApplications& processApplications();
 LaunchContext& launchContext();
 BrowserDetector& browserDetector();

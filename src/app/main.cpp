@@ -7,6 +7,7 @@
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/DBusLinkSource.h"
 #include "platform/freedesktop/DebugAdaptor.h"
+#include "platform/freedesktop/InstalledIndex.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/RunningInstance.h"
 #include "platform/freedesktop/SystemLog.h"
@@ -100,11 +101,14 @@ int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, con
                       .apps = [] { return rowsOf(shared::installedAppDetector().apps()); }});
     // One scan after another: an older one must not publish its list last.
     QThreadPool::globalInstance()->setMaxThreadCount(1);
+    // Before the detectors: a link may come at any moment now, and the lists are not needed for it.
+    shared::currentIndex().refresh();
     delegate.applicationDidFinishLaunching();
 
     // Browsers first: their scan is what makes GIO tell of the next change.
     const ApplicationMonitor applicationMonitor;
     QObject::connect(&applicationMonitor, &ApplicationMonitor::changed, &application, [] {
+        shared::currentIndex().refresh();
         shared::browserDetector().refresh();
         shared::installedAppDetector().refresh();
     });

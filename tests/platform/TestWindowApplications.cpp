@@ -1,6 +1,7 @@
 #include "platform/freedesktop/WindowApplications.h"
 
 #include "platform/freedesktop/DesktopEntry.h"
+#include "platform/freedesktop/InstalledIndex.h"
 
 #include <QTest>
 
@@ -23,7 +24,7 @@ private Q_SLOTS:
     void entryNamedForTheKey_comesBeforeOthers();
     void emptyIdentity_matchesNothing();
     void sureHints_comeFirst();
-    void entries_areReadOnce_whenNeeded();
+    void index_isAskedForAtEachLookUp();
 };
 
 namespace {
@@ -37,6 +38,13 @@ QStringList argumentsOf(const char* exec) {
 
 WindowEntry entry(const char* id, const char* startupWMClass = "", const char* exec = "", bool noDisplay = false) {
     return {.id = id, .startupWMClass = startupWMClass, .command = argumentsOf(exec), .noDisplay = noDisplay};
+}
+
+std::shared_ptr<const InstalledIndex> indexOf(std::initializer_list<const char*> ids) {
+    std::vector<DesktopEntry> entries;
+    for (const char* const id : ids)
+        entries.emplace_back().id = id;
+    return std::make_shared<InstalledIndex>(entries);
 }
 
 QString ofClass(const std::vector<WindowEntry>& entries, const char* instance, const char* className) {
@@ -261,14 +269,16 @@ void TestWindowApplications::emptyIdentity_matchesNothing() {
 }
 
 void TestWindowApplications::sureHints_comeFirst() {
+    using Relation = ProcessApplication::Relation;
+    const auto index = indexOf({"named", "classed"});
     std::vector<pid_t> asked;
-    WindowApplications applications(
-        [] {
-            return std::vector{entry("named"), entry("classed")};
-        },
-        [&asked](pid_t process) {
+    const WindowApplications applications(
+        [index] { return index; },
+        [&asked](pid_t process) -> std::optional<ProcessApplication> {
             asked.push_back(process);
-            return process == 7 ? std::optional<QString>("of process") : std::nullopt;
+            if (process == 8)
+                return std::nullopt;
+            return ProcessApplication{"of process", process == 7 ? Relation::own : Relation::ancestors};
         });
     WindowIdentity window{
         .gtkApplicationID = "named", .kdeDesktopFile = {}, .instance = {}, .className = "classed", .process = 7};
@@ -278,23 +288,24 @@ void TestWindowApplications::sureHints_comeFirst() {
     QCOMPARE(applications.applicationOf(window), std::optional<QString>("of process"));
     window.process = 8;
     QCOMPARE(applications.applicationOf(window), std::optional<QString>("classed"));
-    window.process.reset();
+    // Whatever started it is less than what the window says of itself, and more than nothing.
+    window.process = 9;
     QCOMPARE(applications.applicationOf(window), std::optional<QString>("classed"));
-    QCOMPARE(asked, (std::vector<pid_t>{7, 8}));
+    window.className = "not installed";
+    QCOMPARE(applications.applicationOf(window), std::optional<QString>("of process"));
+    window.process.reset();
+    QCOMPARE(applications.applicationOf(window), std::optional<QString>());
+    QCOMPARE(asked, (std::vector<pid_t>{7, 8, 9, 9}));
 }
 
-void TestWindowApplications::entries_areReadOnce_whenNeeded() {
-    int count = 0;
-    WindowApplications applications(
-        [&count] {
-            ++count;
-            return std::vector{entry("a")};
-        },
-        [](pid_t) { return std::nullopt; });
-    QCOMPARE(count, 0);
-    applications.applicationOf({});
-    applications.applicationOf({});
-    QCOMPARE(count, 1);
+void TestWindowApplications::index_isAskedForAtEachLookUp() {
+    auto index = indexOf({"a"});
+    const WindowApplications applications([&index] { return index; }, [](pid_t) { return std::nullopt; });
+    const WindowIdentity window{
+        .gtkApplicationID = "b", .kdeDesktopFile = {}, .instance = {}, .className = {}, .process = {}};
+    QCOMPARE(applications.applicationOf(window), std::optional<QString>());
+    index = indexOf({"a", "b"});
+    QCOMPARE(applications.applicationOf(window), std::optional<QString>("b"));
 }
 
 QTEST_GUILESS_MAIN(TestWindowApplications)

@@ -8,10 +8,26 @@
 
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
+#include <QDBusUnixFileDescriptor>
 
 #include <utility>
 
+#include <poll.h>
+#include <unistd.h>
+
 namespace vantorel {
+
+namespace {
+
+const QString kBus = QStringLiteral("org.freedesktop.DBus");
+
+// A descriptor of a process becomes readable when that ends.
+bool hasEnded(const QDBusUnixFileDescriptor& process) {
+    pollfd descriptor = {process.fileDescriptor(), POLLIN, 0};
+    return poll(&descriptor, 1, 0) != 0;
+}
+
+} // namespace
 
 DBusLinkSource::DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications)
     : m_bus(std::move(bus))
@@ -23,9 +39,18 @@ void DBusLinkSource::start(Handlers handlers) {
     m_handlers = std::move(handlers);
     new ApplicationAdaptor(*this);
     m_bus.registerObject(kObjectPath, this, QDBusConnection::ExportAdaptors);
+    ignoreSession();
     m_bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
                   QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
                   SLOT(onDisconnected()));
+}
+
+// Services that the bus starts are its children and inherit what it has.
+void DBusLinkSource::ignoreSession() {
+    const auto bus = static_cast<pid_t>(m_bus.interface()->servicePid(kBus).value());
+    m_applications.endChainsAt(getpid());
+    m_applications.endChainsAt(bus);
+    m_applications.ignoreInheritanceOf(bus);
 }
 
 // Qt holds back what arrives on the session's connection until the event loop starts. What arrives in that very moment
@@ -48,16 +73,18 @@ void DBusLinkSource::stop() {
     m_bus.interface()->isServiceRegistered(kBusName); // another round trip, behind the replies to those calls
 }
 
+// Without links the session has started us, and applications inherit the same from it. With links an application has:
+// what we have of it counts for these links, which are asked about at once, as long as who started us may be there.
 void DBusLinkSource::deliverArguments(const QStringList& uris) {
-    if (uris.isEmpty())
+    if (uris.isEmpty()) {
+        m_applications.ignoreInheritanceOf(getpid());
+        m_applications.ignoreInheritanceOf(getsid(0));
         return;
-    LaunchContext context{.activationToken = qgetenv("XDG_ACTIVATION_TOKEN"),
-                          .startupID = qgetenv("DESKTOP_STARTUP_ID")};
+    }
+    const LaunchContext context{.activationToken = qgetenv("XDG_ACTIVATION_TOKEN"),
+                                .startupID = qgetenv("DESKTOP_STARTUP_ID")};
     QMetaObject::invokeMethod(
-        this,
-        [this, uris, context] {
-            deliver(uris, m_applications.applicationOf(QCoreApplication::applicationPid()), context);
-        },
+        this, [this, uris, context, sender = applicationOf(getpid())] { deliver(uris, sender, context); },
         Qt::QueuedConnection);
 }
 
@@ -77,10 +104,31 @@ void DBusLinkSource::deliver(const QStringList& uris, const std::optional<QStrin
     m_context = {};
 }
 
-// Asked before the call is answered: the sender waits for the answer, and so is still there.
+std::optional<QString> DBusLinkSource::applicationOf(pid_t process) const {
+    const auto application = m_applications.applicationOf(process);
+    return application ? std::optional(application->id) : std::nullopt;
+}
+
+// Asked before the call is answered: a sender that waits for the answer is still there. One that does not wait may have
+// ended, and its number may be that of another process by now. The bus has its descriptor, or, an older one, at least
+// knows at the end whether the sender was connected all along.
+//
+// A second start is a sender like any other: its parents and its environment are what they are while it waits for us.
+// Nothing in the call's own data is believed in their place; where /proc does not show it, it would be anyone's claim.
 std::optional<QString> DBusLinkSource::senderApplication(const QString& busName) const {
-    const QDBusReply<uint> process = m_bus.interface()->servicePid(busName);
-    return process.isValid() ? m_applications.applicationOf(static_cast<pid_t>(process.value())) : std::nullopt;
+    QDBusMessage question = QDBusMessage::createMethodCall(kBus, QStringLiteral("/org/freedesktop/DBus"), kBus,
+                                                           QStringLiteral("GetConnectionCredentials"));
+    question.setArguments({busName});
+    const QDBusReply<QVariantMap> credentials = m_bus.call(question);
+    if (!credentials.isValid())
+        return std::nullopt;
+    const auto application =
+        applicationOf(static_cast<pid_t>(credentials.value().value(QStringLiteral("ProcessID")).toUInt()));
+    if (!application)
+        return std::nullopt;
+    const auto process = credentials.value().value(QStringLiteral("ProcessFD")).value<QDBusUnixFileDescriptor>();
+    const bool isGone = process.isValid() ? hasEnded(process) : !m_bus.interface()->isServiceRegistered(busName);
+    return isGone ? std::nullopt : application;
 }
 
 } // namespace vantorel

@@ -6,6 +6,8 @@
 #include <QObject>
 #include <QStringList>
 
+#include <sys/types.h>
+
 namespace vantorel {
 
 struct LaunchContext;
@@ -43,6 +45,8 @@ private:
     friend class ApplicationAdaptor;
 
     void deliver(const QStringList& uris, const std::optional<QString>& senderAppID, LaunchContext context);
+    void ignoreSession();
+    std::optional<QString> applicationOf(pid_t process) const;
     std::optional<QString> senderApplication(const QString& busName) const;
 
     QDBusConnection m_bus;

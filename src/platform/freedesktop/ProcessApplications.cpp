@@ -1,65 +1,70 @@
 #include "platform/freedesktop/ProcessApplications.h"
 
 #include "platform/freedesktop/DesktopEntry.h"
+#include "platform/freedesktop/InstalledIndex.h"
+#include "platform/freedesktop/ProcessFiles.h"
 
 #include <QFile>
-#include <QFileInfo>
-#include <QSet>
 
 #include <algorithm>
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <string_view>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 namespace vantorel {
 
 namespace {
 
+using namespace std::chrono_literals;
+using Relation = ProcessApplication::Relation;
+
 // Deeper chains do not occur; a tree that changes while it is read must not be able to send us in circles.
 constexpr int kMostParents = 64;
 
-// An environment may be as large as the kernel lets it be; nothing that is read here is.
-constexpr qint64 kMostBytes = 4 << 20;
+// Reading a chain takes a fraction of a millisecond. What takes longer is stuck in a file system or behind the memory
+// of a process, perhaps for good.
+constexpr auto kPatience = 50ms;
+constexpr int kMostUnderWay = 8;
+
+// The kernel keeps this much of a program's name.
+constexpr std::size_t kCommandNameSize = 15;
 
 // Programs that only pass a link on, by the name of their executable or script.
-const QSet<QByteArray>& helpers() {
-    static const QSet<QByteArray> names = {"vantorel",
-                                           "gio",
-                                           "gio-launch-desktop",
-                                           "xdg-open",
-                                           "x-www-browser",
-                                           "sensible-browser",
-                                           "kde-open",
-                                           "kde-open5",
-                                           "kfmclient",
-                                           "kioclient",
-                                           "kioclient5",
-                                           "exo-open",
-                                           "xfce4-mime-helper",
-                                           "xdg-desktop-portal",
-                                           "env",
-                                           "dbus-send",
-                                           "gdbus",
-                                           "busctl",
-                                           "qdbus",
-                                           "setsid",
-                                           "nohup",
-                                           "timeout"};
-    return names;
-}
+constexpr std::array<std::string_view, 22> kHelpers = {"vantorel",
+                                                       "gio",
+                                                       "gio-launch-desktop",
+                                                       "xdg-open",
+                                                       "x-www-browser",
+                                                       "sensible-browser",
+                                                       "kde-open",
+                                                       "kde-open5",
+                                                       "kfmclient",
+                                                       "kioclient",
+                                                       "kioclient5",
+                                                       "exo-open",
+                                                       "xfce4-mime-helper",
+                                                       "xdg-desktop-portal",
+                                                       "env",
+                                                       "dbus-send",
+                                                       "gdbus",
+                                                       "busctl",
+                                                       "qdbus",
+                                                       "setsid",
+                                                       "nohup",
+                                                       "timeout"};
 
-// Programs that run another one, which is what an entry that starts with them is about.
-const QSet<QByteArray>& runners() {
-    static const QSet<QByteArray> names = {"sh",      "dash", "bash",    "zsh",  "fish",    "ksh",
-                                           "busybox", "env",  "flatpak", "snap", "python3", "perl",
-                                           "java",    "node", "ruby",    "mono", "gjs",     "wine"};
-    return names;
-}
-
-QByteArray contents(const QByteArray& path) {
-    QFile file(QFile::decodeName(path));
-    return file.open(QIODevice::ReadOnly) ? file.read(kMostBytes) : QByteArray();
-}
-
-QByteArray linkTarget(const QByteArray& path) {
-    return QFile::encodeName(QFile::symLinkTarget(QFile::decodeName(path)));
+// Where the name of the executable is denied only its beginning is known.
+bool isHelper(const QByteArray& name) {
+    const std::string_view wanted(name.constData(), static_cast<std::size_t>(name.size()));
+    return std::any_of(kHelpers.begin(), kHelpers.end(), [wanted](std::string_view helper) {
+        return wanted == helper || (wanted.size() == kCommandNameSize && helper.starts_with(wanted));
+    });
 }
 
 QByteArray baseName(const QByteArray& path) {
@@ -67,114 +72,18 @@ QByteArray baseName(const QByteArray& path) {
 }
 
 QByteArray canonical(const QByteArray& path) {
-    return QFile::encodeName(QFileInfo(QFile::decodeName(path)).canonicalFilePath());
+    const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.constData(), nullptr), &std::free);
+    return real ? QByteArray(real.get()) : QByteArray();
 }
 
-// An interpreter is named for its version, as in python3.11.
-bool isRunner(const QByteArray& program) {
-    const QByteArray name = baseName(program);
-    return runners().contains(name) || name.startsWith("python3.");
-}
-
-QByteArray valueOf(const QByteArrayList& environment, const QByteArray& name) {
-    for (const QByteArray& variable : environment) {
-        if (variable.startsWith(name) && variable.mid(name.size()).startsWith('='))
-            return variable.mid(name.size() + 1);
-    }
-    return {};
-}
-
-bool isInstalled(const QString& id) {
-    return findDesktopEntry(id.toStdString()).has_value();
-}
-
-// The application of a flatpak sandbox, by the file that flatpak puts at its root.
-std::optional<QString> bySandbox(const QByteArray& process) {
-    bool inApplication = false;
-    for (const QByteArray& line : contents(process + "/root/.flatpak-info").split('\n')) {
-        if (line.startsWith('['))
-            inApplication = line.trimmed() == "[Application]";
-        else if (inApplication && line.startsWith("name="))
-            return QString::fromUtf8(line.mid(5).trimmed());
-    }
-    return std::nullopt;
-}
-
-// The innermost unit that names an installed application.
-std::optional<QString> byUnit(const QByteArray& process) {
-    for (const QByteArray& line : contents(process + "/cgroup").split('\n')) {
-        const QByteArrayList units = line.mid(line.indexOf('/') + 1).split('/');
-        for (auto unit = units.crbegin(); unit != units.crend(); ++unit) {
-            auto id = applicationOfUnit(*unit);
-            if (id && isInstalled(*id))
-                return id;
-        }
-    }
-    return std::nullopt;
-}
-
-// The entry that this very process was started from; a child only inherits the variables.
-std::optional<QString> byLaunch(const QByteArray& process) {
-    const QByteArrayList environment = contents(process + "/environ").split('\0');
-    if (valueOf(environment, "GIO_LAUNCHED_DESKTOP_FILE_PID") != baseName(process))
-        return std::nullopt;
-    const QByteArray file = valueOf(environment, "GIO_LAUNCHED_DESKTOP_FILE");
-    if (!file.endsWith(".desktop"))
-        return std::nullopt;
-    for (const std::string& folder : applicationFolders()) {
-        const QByteArray prefix = QByteArray::fromStdString(folder) + '/';
-        if (!file.startsWith(prefix))
-            continue;
-        const QString id = QFile::decodeName(file.mid(prefix.size()).chopped(8).replace('/', '-'));
-        if (isInstalled(id))
-            return id;
-    }
-    return std::nullopt;
-}
-
-// Where several entries start the same program, the one that is named for it stands for the program itself.
-bool isBetterFor(const QByteArray& program, const QString& id, const QString& than) {
-    const QString name = QFile::decodeName(baseName(program));
-    const auto isNamed = [&name](const QString& candidate) {
-        return candidate == name || candidate.endsWith(u'.' + name, Qt::CaseInsensitive);
-    };
-    return isNamed(id) != isNamed(than) ? isNamed(id) : id.size() < than.size();
-}
-
-QHash<QByteArray, QString> readPrograms() {
-    QHash<QByteArray, QString> byProgram;
-    for (const DesktopEntry& entry : installedDesktopEntries()) {
-        const QString id = QString::fromStdString(entry.id);
-        const QByteArray program = canonical(QByteArray::fromStdString(entry.program));
-        if (program.isEmpty() || isRunner(program))
-            continue;
-        const auto known = byProgram.constFind(program);
-        if (known == byProgram.constEnd() || isBetterFor(program, id, *known))
-            byProgram.insert(program, id);
-    }
-    return byProgram;
-}
-
-// The parent's id is the second field after the name, which stands in parentheses and may hold any of them.
-QByteArray parentOf(const QByteArray& process) {
-    const QByteArray status = contents(process + "/stat");
-    return status.mid(status.lastIndexOf(')') + 1).simplified().split(' ').value(1);
-}
-
-// What a script's interpreter was told to run, if that is a file.
-QByteArray scriptOf(const QByteArray& process) {
-    const QByteArray script = contents(process + "/cmdline").split('\0').value(1);
-    return script.startsWith('/') ? script : QByteArray();
-}
-
-// The name by which a process is known: of its script where it runs one, else of its executable. The executable of
-// another user's process cannot be read.
-QByteArray nameOf(const QByteArray& process) {
-    const QByteArray program = linkTarget(process + "/exe");
-    const QByteArray script = isRunner(program) ? scriptOf(process) : QByteArray();
-    if (!script.isEmpty())
-        return baseName(script);
-    return program.isEmpty() ? contents(process + "/comm").trimmed() : baseName(program);
+QByteArray valueOf(const QByteArray& environment, const QByteArray& name) {
+    const QByteArray start = name + '=';
+    const qsizetype before = environment.startsWith(start) ? -1 : environment.indexOf('\0' + start);
+    if (before < 0 && !environment.startsWith(start))
+        return {};
+    const qsizetype at = before + 1 + start.size();
+    const qsizetype end = environment.indexOf('\0', at);
+    return environment.mid(at, end < 0 ? -1 : end - at);
 }
 
 QByteArray withoutEscapes(const QByteArray& text) {
@@ -188,15 +97,220 @@ QByteArray withoutEscapes(const QByteArray& text) {
     return out;
 }
 
+// The id of an application of a sandbox becomes a part of what rules are compared with and of what is logged.
+bool isPlainID(const QString& id) {
+    return !id.isEmpty() && id.size() <= 255
+        && std::all_of(id.begin(), id.end(), [](QChar c) { return c.isPrint() && c != u'/' && !c.isSpace(); });
+}
+
+// Of APP-UUID, or APP.UUID as older versions write it: an application's own name may hold the same marks.
+QByteArray withoutUuid(const QByteArray& name) {
+    const QByteArray tail = name.right(37);
+    bool isUuid = tail.size() == 37 && (tail[0] == '-' || tail[0] == '.');
+    for (qsizetype i = 1; isUuid && i < tail.size(); ++i) {
+        const bool isDash = i == 9 || i == 14 || i == 19 || i == 24;
+        isUuid = isDash ? tail[i] == '-' : std::isxdigit(static_cast<unsigned char>(tail[i])) != 0;
+    }
+    return isUuid ? name.chopped(37) : name.left(name.lastIndexOf('-'));
+}
+
+// One process of a chain, with what is looked at more than once.
+struct Step {
+    explicit Step(ProcessFiles process) : files(std::move(process)), cgroups(files.cgroups()) { }
+
+    ProcessFiles files;
+    QByteArray cgroups;
+};
+
+// One look at a chain of processes. Any thread.
+class Walk {
+public:
+    Walk(QByteArray procFolder, std::shared_ptr<const InstalledIndex> installed, ProcessApplications::Session session)
+        : m_procFolder(std::move(procFolder))
+        , m_installed(std::move(installed))
+        , m_session(std::move(session)) { }
+
+    std::optional<ProcessApplication> from(pid_t process) const;
+
+private:
+    std::optional<Step> parentOf(const Step& step) const;
+    std::optional<QString> surely(const Step& step, const Step* parent, const QByteArray& launchFile) const;
+
+    bool counts(const QString& id) const;
+    std::optional<QString> bySandbox(const Step& step) const;
+    std::optional<QString> byUnit(const Step& step, const Step* parent) const;
+    std::optional<QString> byLaunchFile(const QByteArray& file) const;
+    std::optional<QString> byProgram(const QByteArray& program, const Step& step) const;
+
+    QByteArray m_procFolder;
+    std::shared_ptr<const InstalledIndex> m_installed;
+    ProcessApplications::Session m_session;
+};
+
+struct Launch {
+    explicit Launch(const QByteArray& environment)
+        : file(valueOf(environment, "GIO_LAUNCHED_DESKTOP_FILE"))
+        , process(valueOf(environment, "GIO_LAUNCHED_DESKTOP_FILE_PID")) { }
+
+    QByteArray file;
+    QByteArray process;
+};
+
+// What the script is that an interpreter runs, if that is a file. Options come before it; some of them take its place.
+QByteArray scriptOf(const ProcessFiles& process) {
+    const QByteArrayList arguments = process.arguments();
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        const QByteArray& argument = arguments[i];
+        if (argument == "-c" || argument == "-m" || argument == "-e")
+            break;
+        if (!argument.startsWith('-'))
+            return argument.startsWith('/') ? argument : QByteArray();
+    }
+    return {};
+}
+
+// The path of what a process runs: its script, else its executable. Of a process that guards its memory the executable
+// is denied; then what it was started as stands for it, unless its name tells that it has become another one since.
+QByteArray programOf(const ProcessFiles& process) {
+    const QByteArray program = process.program();
+    if (isInterpreter(program)) {
+        const QByteArray script = scriptOf(process);
+        return script.isEmpty() ? program : script;
+    }
+    if (!program.isEmpty())
+        return program;
+    const QByteArray name = process.commandName();
+    const QByteArray started = process.arguments().value(0);
+    if (name.isEmpty() || baseName(started).left(kCommandNameSize) != name)
+        return name;
+    return started.contains('/') ? started : QByteArray::fromStdString(findProgram(started.toStdString()).value_or(""));
+}
+
+// An entry whose program is a helper is what the desktop starts the helper by, and a name given by this very program
+// leads back to it.
+bool Walk::counts(const QString& id) const {
+    return id != m_session.ownID && m_installed->contains(id) && !isHelper(m_installed->programNameOf(id));
+}
+
+std::optional<QString> Walk::bySandbox(const Step& step) const {
+    bool inApplication = false;
+    for (const QByteArray& line : step.files.sandbox().split('\n')) {
+        if (line.startsWith('['))
+            inApplication = line.trimmed() == "[Application]";
+        else if (inApplication && line.startsWith("name=")) {
+            const QString id = QString::fromUtf8(line.mid(5).trimmed());
+            return isPlainID(id) && id != m_session.ownID ? std::optional(id) : std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+// The innermost unit that names an application. Children stay in the unit of whoever started them, so a unit that the
+// parent is in as well says nothing of this process that it does not say of the parent.
+std::optional<QString> Walk::byUnit(const Step& step, const Step* parent) const {
+    if (parent && parent->cgroups == step.cgroups)
+        return std::nullopt;
+    for (QByteArray line : step.cgroups.split('\n')) {
+        if (line.endsWith(" (deleted)"))
+            line.chop(10);
+        const QByteArrayList units = line.mid(line.indexOf('/') + 1).split('/');
+        for (auto unit = units.crbegin(); unit != units.crend(); ++unit) {
+            const auto application = applicationOfUnit(*unit);
+            const bool isSandboxed = application && application->isSandboxed && isPlainID(application->id);
+            if (application && (counts(application->id) || (isSandboxed && application->id != m_session.ownID)))
+                return application->id;
+        }
+    }
+    return std::nullopt;
+}
+
+// What the session has inherited itself is no application's.
+std::optional<QString> Walk::byLaunchFile(const QByteArray& file) const {
+    if (file.isEmpty() || m_session.inherited.contains(file))
+        return std::nullopt;
+    const auto id = m_installed->idOfFile(file);
+    return id && counts(*id) ? id : std::nullopt;
+}
+
+std::optional<QString> Walk::byProgram(const QByteArray& program, const Step& step) const {
+    if (!program.startsWith('/'))
+        return std::nullopt;
+    const bool isExecutable = program == step.files.program(); // else it is what it was called by
+    const auto id = m_installed->ofProgram(isExecutable ? program : canonical(program));
+    if (!id || !counts(*id))
+        return std::nullopt;
+    return (isExecutable ? step.files.runsFile(program) : step.files.sharesOurFiles()) ? id : std::nullopt;
+}
+
+// Surest first: what the sandbox and the service manager say cannot be changed by the application without effort. A
+// helper is in the sandbox and in the unit of whoever started it, and was itself started as something else.
+//
+// Some launchers set the process of the two variables alone. The file that the parent has as well was inherited.
+std::optional<QString> Walk::surely(const Step& step, const Step* parent, const QByteArray& launchFile) const {
+    if (auto id = bySandbox(step))
+        return id;
+    if (auto id = byUnit(step, parent))
+        return id;
+    const QByteArray program = programOf(step.files);
+    if (isHelper(baseName(program)))
+        return std::nullopt;
+    if (!launchFile.isEmpty()) {
+        auto id = byLaunchFile(launchFile);
+        if (id && (!parent || Launch(parent->files.environment()).file != launchFile))
+            return id;
+    }
+    return byProgram(program, step);
+}
+
+// A parent that started after its child is another process, which was given the number of the one that is gone.
+std::optional<Step> Walk::parentOf(const Step& step) const {
+    const pid_t parent = step.files.parent();
+    if (parent <= 1 || m_session.ends.contains(parent))
+        return std::nullopt;
+    auto files = ProcessFiles::find(m_procFolder, parent);
+    return files && files->startTime() <= step.files.startTime() ? std::optional<Step>(*std::move(files))
+                                                                 : std::nullopt;
+}
+
+std::optional<ProcessApplication> Walk::from(pid_t process) const {
+    auto files = ProcessFiles::find(m_procFolder, process);
+    auto step = files && process > 1 ? std::optional<Step>(*std::move(files)) : std::nullopt;
+    std::optional<QString> inherited;
+    for (int count = 0; step && count < kMostParents; ++count) {
+        auto parent = parentOf(*step);
+        const Launch launch(step->files.environment());
+        const bool isLaunchedAs = launch.process == QByteArray::number(step->files.id());
+        auto id = surely(*step, parent ? &*parent : nullptr, isLaunchedAs ? launch.file : QByteArray());
+        if (!inherited)
+            inherited = byLaunchFile(launch.file);
+        // One that has only ended meanwhile has told the truth before.
+        if (step->files.isAnotherNow())
+            return std::nullopt;
+        if (id)
+            return ProcessApplication{*id, count == 0 ? Relation::own : Relation::ancestors};
+        step = std::move(parent);
+    }
+    return inherited ? std::optional(ProcessApplication{*inherited, Relation::ancestors}) : std::nullopt;
+}
+
+// Whether a thread of this process waits for a processor rather than for anything else.
+bool isRunning(pid_t thread) {
+    QFile file(QStringLiteral("/proc/self/task/%1/stat").arg(thread));
+    const QByteArray status = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return status.mid(status.lastIndexOf(')') + 1).trimmed().startsWith('R');
+}
+
 } // namespace
 
-std::optional<QString> applicationOfUnit(const QByteArray& unit) {
+std::optional<UnitApplication> applicationOfUnit(const QByteArray& unit) {
     const QByteArray type = unit.mid(unit.lastIndexOf('.') + 1);
     QByteArray name = unit.chopped(std::min(type.size() + 1, unit.size()));
     if (name.startsWith("snap.") && type == "scope") {
-        const QByteArrayList parts = name.split('.');
-        const QByteArray app = parts.value(2).split('-').constFirst();
-        return parts.size() < 3 ? std::nullopt : std::optional(QString::fromUtf8(parts[1] + '_' + app));
+        const qsizetype end = name.indexOf('.', 5);
+        const QByteArray snap = name.mid(5, end - 5), app = withoutUuid(name.mid(end + 1));
+        if (end < 0 || snap.isEmpty() || app.isEmpty())
+            return std::nullopt;
+        return UnitApplication{QString::fromUtf8(withoutEscapes(snap + '_' + app)), true};
     }
     if (!name.startsWith("app-"))
         return std::nullopt;
@@ -207,42 +321,49 @@ std::optional<QString> applicationOfUnit(const QByteArray& unit) {
         name.truncate(std::max(name.lastIndexOf('-'), qsizetype{0}));
     else if (type != "slice")
         return std::nullopt;
-    return QString::fromUtf8(withoutEscapes(name.mid(name.lastIndexOf('-') + 1)));
+    return UnitApplication{QString::fromUtf8(withoutEscapes(name.mid(name.lastIndexOf('-') + 1))),
+                           name.startsWith("flatpak-")};
 }
 
-ProcessApplications::ProcessApplications(QByteArray procFolder) : m_procFolder(std::move(procFolder)) { }
-
-std::optional<QString> ProcessApplications::applicationOf(pid_t process) {
-    QByteArray id = QByteArray::number(process);
-    for (int parents = 0; parents < kMostParents && id.toInt() > 1; ++parents) {
-        const QByteArray folder = m_procFolder + '/' + id;
-        if (!helpers().contains(nameOf(folder))) {
-            if (auto application = ownApplication(folder))
-                return application;
-        }
-        id = parentOf(folder);
-    }
-    return std::nullopt;
+ProcessApplications::ProcessApplications(Index index, QString ownID, QByteArray procFolder)
+    : m_index(std::move(index))
+    , m_procFolder(std::move(procFolder)) {
+    m_session.ownID = std::move(ownID);
 }
 
-// Surest first: what the sandbox and the service manager say cannot be changed by the application without effort.
-std::optional<QString> ProcessApplications::ownApplication(const QByteArray& process) {
-    for (const auto method : {bySandbox, byUnit, byLaunch}) {
-        if (auto id = method(process))
-            return id;
+void ProcessApplications::ignoreInheritanceOf(pid_t process) {
+    if (const auto files = ProcessFiles::find(m_procFolder, process)) {
+        if (const QByteArray file = Launch(files->environment()).file; !file.isEmpty())
+            m_session.inherited.insert(file);
     }
-    return byExecutable(process);
 }
 
-std::optional<QString> ProcessApplications::byExecutable(const QByteArray& process) {
-    if (m_byProgram.isEmpty())
-        m_byProgram = readPrograms();
-    for (const QByteArray& program : {scriptOf(process), linkTarget(process + "/exe")}) {
-        const auto found = program.isEmpty() ? m_byProgram.constEnd() : m_byProgram.constFind(canonical(program));
-        if (found != m_byProgram.constEnd())
-            return *found;
+// On a thread of its own: nothing else gives up a read that does not end. Those that are stuck are few, or someone
+// wants to use us up.
+std::optional<ProcessApplication> ProcessApplications::applicationOf(pid_t process) {
+    if (*m_underWay >= kMostUnderWay)
+        return std::nullopt;
+    Walk walk(m_procFolder, m_index(), m_session);
+    auto thread = std::make_shared<std::atomic<pid_t>>(0);
+    std::promise<std::optional<ProcessApplication>> promise;
+    auto answer = promise.get_future();
+    try {
+        std::thread([walk = std::move(walk), promise = std::move(promise), process, thread,
+                     underWay = m_underWay]() mutable {
+            *thread = gettid();
+            ++*underWay;
+            promise.set_value(walk.from(process));
+            --*underWay;
+        }).detach();
+    } catch (const std::system_error&) { // no thread to be had just now
+        return std::nullopt;
     }
-    return std::nullopt;
+    // On a busy system it is no sign of anything that the time is over.
+    while (answer.wait_for(kPatience) != std::future_status::ready) {
+        if (*thread != 0 && !isRunning(*thread))
+            break;
+    }
+    return answer.wait_for(0ms) == std::future_status::ready ? answer.get() : std::nullopt;
 }
 
 } // namespace vantorel

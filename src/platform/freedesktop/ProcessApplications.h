@@ -1,15 +1,29 @@
 #pragma once
 
 #include <QByteArray>
-#include <QHash>
+#include <QSet>
 #include <QString>
 
+#include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include <sys/types.h>
 
 namespace vantorel {
+
+class InstalledIndex;
+
+/// The application that a process belongs to.
+struct ProcessApplication {
+    enum class Relation {
+        own, ///< the process is of the application
+        ancestors ///< a process that it descends from is, or what it inherited says so
+    };
+    QString id;
+    Relation relation = Relation::own;
+};
 
 /// Names the application that a process belongs to.
 ///
@@ -17,24 +31,45 @@ namespace vantorel {
 /// read here. Main thread only.
 class ProcessApplications {
 public:
-    /// `procFolder` stands for /proc; tests give a tree of their own.
-    explicit ProcessApplications(QByteArray procFolder = "/proc");
+    using Index = std::function<std::shared_ptr<const InstalledIndex>()>;
 
-    /// The id of the application that started the process: of the process itself, else of the nearest of its parents
-    /// that belongs to one. Processes that only pass links on (gio, xdg-open, shells and the like) are passed over.
-    /// Absent when no process of the chain, or none of the processes any more, tells of an installed application.
-    std::optional<QString> applicationOf(pid_t process);
+    /// `ownID` is never the answer. `procFolder` stands for /proc; tests give a tree of their own.
+    ProcessApplications(Index index, QString ownID, QByteArray procFolder = "/proc");
+
+    /// The application of the process itself, else of the nearest of its parents that belongs to one, else the one that
+    /// they have inherited the name of. Programs that only pass links on (gio, xdg-open and the like) stand for
+    /// nothing. Absent when nothing tells of an installed application, and when it cannot be told at once: the answer
+    /// takes 50 ms at most, whatever state the processes are in.
+    std::optional<ProcessApplication> applicationOf(pid_t process);
+
+    /// Parents from this process on are the session and no applications: the bus, which starts services, and ourselves.
+    void endChainsAt(pid_t process) { m_session.ends.insert(process); }
+
+    /// What this process has inherited was there before any application: the same name elsewhere tells nothing.
+    void ignoreInheritanceOf(pid_t process);
+
+    /// What belongs to the session rather than to applications in it.
+    struct Session {
+        QString ownID;
+        QSet<pid_t> ends;
+        QSet<QByteArray> inherited; // values of GIO_LAUNCHED_DESKTOP_FILE
+    };
 
 private:
-    std::optional<QString> ownApplication(const QByteArray& process);
-    std::optional<QString> byExecutable(const QByteArray& process);
-
+    Index m_index;
     QByteArray m_procFolder;
-    QHash<QByteArray, QString> m_byProgram; // canonical path of an entry's program -> id; read when first needed
+    Session m_session;
+    std::shared_ptr<std::atomic<int>> m_underWay = std::make_shared<std::atomic<int>>(0);
 };
 
-/// The application id in the name of a systemd unit (`app[-LAUNCHER]-ID-N.scope`, `app[-LAUNCHER]-ID[@X].service`,
+/// What the name of a systemd unit says of the application in it.
+struct UnitApplication {
+    QString id;
+    bool isSandboxed = false; ///< by flatpak or snap, whose applications need no desktop entry
+};
+
+/// The application in the name of a systemd unit (`app[-LAUNCHER]-ID-N.scope`, `app[-LAUNCHER]-ID[@X].service`,
 /// `app-ID.slice`, `snap.NAME.APP-UUID.scope`), escapes undone; absent for every other name.
-std::optional<QString> applicationOfUnit(const QByteArray& unit);
+std::optional<UnitApplication> applicationOfUnit(const QByteArray& unit);
 
 } // namespace vantorel

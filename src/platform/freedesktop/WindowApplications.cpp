@@ -1,6 +1,6 @@
 #include "platform/freedesktop/WindowApplications.h"
 
-#include "platform/freedesktop/DesktopEntry.h"
+#include "platform/freedesktop/InstalledIndex.h"
 
 #include <QSet>
 
@@ -127,34 +127,20 @@ std::optional<QString> WindowIndex::ofClass(const WindowIdentity& window) const 
     return std::nullopt;
 }
 
-WindowApplications::WindowApplications(Entries entries, ProcessApplication applicationOfProcess)
-    : m_entries(std::move(entries))
+WindowApplications::WindowApplications(Index index, OfProcess applicationOfProcess)
+    : m_index(std::move(index))
     , m_applicationOfProcess(std::move(applicationOfProcess)) { }
 
-std::optional<QString> WindowApplications::applicationOf(const WindowIdentity& window) {
-    if (!m_index)
-        m_index.emplace(m_entries());
-    if (auto id = m_index->named(window))
+std::optional<QString> WindowApplications::applicationOf(const WindowIdentity& window) const {
+    const auto index = m_index();
+    if (auto id = index->windows().named(window))
         return id;
-    if (window.process) {
-        if (auto id = m_applicationOfProcess(*window.process))
-            return id;
-    }
-    return m_index->ofClass(window);
-}
-
-std::vector<WindowEntry> installedWindowEntries() {
-    std::vector<WindowEntry> entries;
-    for (const DesktopEntry& entry : installedDesktopEntries()) {
-        QStringList command;
-        for (const std::string& argument : entry.command)
-            command.append(QString::fromStdString(argument));
-        entries.push_back({.id = QString::fromStdString(entry.id),
-                           .startupWMClass = QString::fromStdString(entry.startupWMClass),
-                           .command = command,
-                           .noDisplay = !entry.isShown});
-    }
-    return entries;
+    const auto ofProcess = window.process ? m_applicationOfProcess(*window.process) : std::nullopt;
+    if (ofProcess && ofProcess->relation == ProcessApplication::Relation::own)
+        return ofProcess->id;
+    if (auto id = index->windows().ofClass(window))
+        return id;
+    return ofProcess ? std::optional(ofProcess->id) : std::nullopt;
 }
 
 } // namespace vantorel

@@ -1,16 +1,21 @@
 #pragma once
 
+#include "platform/freedesktop/ProcessApplications.h"
+
 #include <QHash>
 #include <QString>
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
 #include <sys/types.h>
 
 namespace vantorel {
+
+class InstalledIndex;
 
 /// What a window says of the application that it belongs to. Everything may be empty.
 struct WindowIdentity {
@@ -62,22 +67,19 @@ private:
 /// Names the application that a window belongs to. A hint and no proof, as for processes. Main thread only.
 class WindowApplications {
 public:
-    using Entries = std::function<std::vector<WindowEntry>()>;
-    using ProcessApplication = std::function<std::optional<QString>(pid_t)>;
+    using Index = std::function<std::shared_ptr<const InstalledIndex>()>;
+    using OfProcess = std::function<std::optional<ProcessApplication>(pid_t)>;
 
-    /// The entries are asked for once, when a window is first looked up.
-    WindowApplications(Entries entries, ProcessApplication applicationOfProcess);
+    /// The index is asked for at each look-up.
+    WindowApplications(Index index, OfProcess applicationOfProcess);
 
-    /// Surest first: the id that the window gives, the process that it belongs to, its class.
-    std::optional<QString> applicationOf(const WindowIdentity& window);
+    /// Surest first: the id that the window gives, the application of its own process, its class, the application of
+    /// a parent of its process. A program that is not installed has windows of its own in whatever started it.
+    std::optional<QString> applicationOf(const WindowIdentity& window) const;
 
 private:
-    Entries m_entries;
-    ProcessApplication m_applicationOfProcess;
-    std::optional<WindowIndex> m_index;
+    Index m_index;
+    OfProcess m_applicationOfProcess;
 };
-
-/// The installed applications as the desktop entries say. Reads the disk.
-std::vector<WindowEntry> installedWindowEntries();
 
 } // namespace vantorel
