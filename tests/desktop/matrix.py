@@ -135,18 +135,24 @@ class X11Windows:
         self._private = private
 
     def _window(self, title):
-        search = ["xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(title)}$"]
-        return (self._private.run(search).stdout.split() or [b""])[0].decode()
+        """The id of the window, 0 where there is none."""
+        listed = self._private.run(["xprop", "-root", "_NET_CLIENT_LIST"]).stdout.decode()
+        ids = re.findall("0x[0-9a-f]+", listed)
+        names = self._private.run(["xdotool", *(word for each in ids for word in ("getwindowname", each))])
+        # A window that has gone meanwhile ends the list.
+        titles = names.stdout.decode().splitlines()
+        return next((int(each, 16) for each, name in zip(ids, titles) if name == title), 0)
 
     def wait_for(self, title):
-        wait_until(lambda: self._window(title), f"the window {title}", detail=self._private.describe)
+        return wait_until(lambda: self._window(title), f"the window {title}", detail=self._private.describe)
 
     def activate(self, title):
+        window = self.wait_for(title)
+
         def is_active():
-            window = self._window(title)
-            self._private.run(["xdotool", "windowactivate", window])
-            wanted = f"# {int(window or 0):#x}\n".encode()
-            return window and wanted in self._private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
+            self._private.run(["xdotool", "windowactivate", str(window)])
+            active = self._private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
+            return f"# {window:#x}\n".encode() in active
 
         wait_until(is_active, f"the window {title} to be active", detail=self._private.describe)
 
@@ -156,7 +162,7 @@ class SwayWindows:
         self._private = private
 
     def _focus(self, title):
-        return self._private.run(["swaymsg", f'[title="^{re.escape(title)}$"]', "focus"]).returncode == 0
+        return self._private.run(["swaymsg", f'[title="^{title}$"]', "focus"]).returncode == 0
 
     def wait_for(self, title):
         wait_until(lambda: self._focus(title), f"the window {title}", detail=self._private.describe)
@@ -259,10 +265,20 @@ class Column:
 
     # -- senders -------------------------------------------------------------------------------------------------------
 
+    @property
+    def _terminal(self):
+        """The application id and the program of the terminal that people have here."""
+        if self.desktop == "KDE" or self.display == "kwin":
+            return "org.kde.konsole", "konsole"
+        return ("foot", "foot") if self.display == "sway" else ("debian-xterm", "xterm")
+
     def app_id(self, each):
         if each.way == "terminal":
-            return "debian-xterm" if self.display == "x11" else "foot"
+            return self._terminal[0]
         return each.key if each is BYSTANDER else "org.example." + each.key.title().replace("-", "")
+
+    def _title(self, each):
+        return each.key + (" — Konsole" if self.app_id(each) == "org.kde.konsole" else "")
 
     def _install(self, each):
         """Its program and its desktop entry."""
@@ -270,8 +286,7 @@ class Column:
         app_id = self.app_id(each)
         program = os.path.join(private.programs, app_id.lower().rpartition(".")[2])
         if each.way == "terminal":
-            program = "xterm" if self.display == "x11" else "foot"
-            private.add_application(app_id, program)
+            private.add_application(app_id, self._terminal[1])
         elif each.way == "qt":
             shutil.copy(qt_sender(), program)
             private.add_application(app_id, program)
@@ -292,7 +307,7 @@ class Column:
             environment["TITLE"] = each.key
         if each.way == "terminal":
             shell = write_script(os.path.join(self.private.programs, "shell"),
-                                 '#!/bin/sh\nprintf "\\033]0;%s\\007" "$TITLE"\n'
+                                 '#!/bin/sh\nprintf "\\033]30;%s\\007\\033]0;%s\\007" "$TITLE" "$TITLE"\n'
                                  'while read -r link; do xdg-open "$link"; done <>"$LINKS"\n')
             environment["SHELL"] = shell
         return environment
@@ -319,7 +334,7 @@ class Column:
         self._launch_by_gio(by_gio)
         for each in (BYSTANDER, *SENDERS):
             if each is not BACKGROUND and each.key not in self.not_run:
-                self.windows.wait_for(each.key)
+                self.windows.wait_for(self._title(each))
 
     @property
     def _sender_log(self):
@@ -390,7 +405,7 @@ class Column:
                     continue
                 wanted = each if each.is_known_by(self.desktop) == WINDOW else BYSTANDER
                 if wanted is not front:
-                    self.windows.activate(wanted.key)
+                    self.windows.activate(self._title(wanted))
                     self._wait_for_front(wanted)
                     front = wanted
                 if state == "running":
@@ -478,5 +493,5 @@ if __name__ == "__main__":
             print(f"{key:18}{state:9}{cell}")
         print(f"ran in {time.monotonic() - begin:.1f} s")
         if os.environ.get("V"):
-            print(column.private.describe())
+            print(column.private.describe(), os.environ.get("V"))
             print(column.private.text_of(column.private.logs + "/senders"))
