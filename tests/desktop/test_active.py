@@ -19,6 +19,9 @@ MAIL = "org.example.Mail"
 # Many times what a link needs, and far less than forever: who waits for a stopped server waits for good.
 AT_ONCE = 10.0
 
+# Seconds that a link waits for a server that does not answer.
+PATIENCE = 0.03
+
 
 class TwoApplications(DesktopTest):
     """Two real applications, and links from a process that belongs to no application."""
@@ -104,8 +107,9 @@ class ActiveApplications(TwoApplications):
         os.unlink(f"{self.private.entries}/{DIALOG}.desktop")
         terminal, dialog = self.open_terminal(), self.open_dialog()
         self.activate(terminal)
-        self.private.start_router()
-        self.assertEqual(self.sources(), [TERMINAL])
+        # The bus starts the program for this very link: it has only just begun to ask.
+        self.private.open_links(LINK)
+        self.assertEqual(self.private.last_event()[1], [TERMINAL])
         # It was in front and has not been activated: nothing is left of it.
         self.activate(dialog)
         self.wait_for_sources()
@@ -141,6 +145,12 @@ class ActiveApplications(TwoApplications):
         self.activate(window)
         self.wait_for_sources(MAIL)
 
+    def test_process_counts_where_the_class_tells_nothing(self):
+        window = self.open_terminal("-class", "Nothing", "-name", "nothing")
+        self.private.start_router()
+        self.activate(window)
+        self.wait_for_sources(TERMINAL)
+
     def test_process_that_a_window_claims_is_not_believed(self):
         terminal, dialog = self.open_terminal(), self.open_dialog()
         pid = self.private.run(["xdotool", "getwindowpid", dialog]).stdout.decode().strip()
@@ -149,10 +159,22 @@ class ActiveApplications(TwoApplications):
         self.activate(terminal)
         self.wait_for_sources(TERMINAL)
 
-    def test_a_thousand_fleeting_windows_do_no_harm(self):
+    def test_no_activation_is_lost_while_another_is_looked_into(self):
+        terminal, dialog = self.open_terminal(), self.open_dialog()
+        self.private.start_router()
+        self.activate(terminal)
+        self.wait_for_sources(TERMINAL)
+        announcer = self.private.spawn([sender("announce_windows.py")], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        for pause in range(0, 1000, 10):  # microseconds; a look takes some hundreds
+            announcer.stdin.write(f"{terminal} +{pause} {dialog}\n".encode())
+            announcer.stdin.flush()
+            self.assertEqual(announcer.stdout.readline(), b"\n")
+            self.wait_for_sources(DIALOG)
+
+    def test_ten_thousand_fleeting_windows_do_no_harm(self):
         terminal = self.open_terminal()
         router = self.private.start_router()
-        done = self.private.run([sender("fleeting_windows.py"), "1000"])
+        done = self.private.run([sender("fleeting_windows.py"), "10000"])
         self.assertEqual(done.returncode, 0, done.stderr)
         self.sources()
         # The window manager has not noticed what was announced in its name: it takes a change for it to speak up.
@@ -162,6 +184,13 @@ class ActiveApplications(TwoApplications):
         self.wait_for_sources(TERMINAL)
         self.assertIsNone(router.poll())
         self.assertEqual([line for line in self.private.router_lines() if "Successfully opened" not in line], [])
+
+    def test_display_that_a_wayland_session_has_as_well_is_not_asked(self):
+        terminal, dialog = self.open_terminal(), self.open_dialog()
+        self.private.start_router(environment={"WAYLAND_DISPLAY": "wayland-1"})
+        for window in (terminal, dialog, terminal):
+            self.activate(window)
+            self.assertEqual(self.sources(), [])
 
 
 class BadServers(TwoApplications):
@@ -200,6 +229,21 @@ class BadServers(TwoApplications):
             os.kill(self.server.pid, signal.SIGCONT)
         self.activate(dialog)
         self.wait_for_sources(DIALOG)
+
+    def test_stopped_server_is_waited_for_once_and_not_by_each_link(self):
+        links = 500
+        self.private.write_settings()  # no browser: only the way of the links through the program counts here
+        self.private.start_router()
+        os.kill(self.server.pid, signal.SIGSTOP)
+        try:
+            begin = time.monotonic()
+            for _ in range(links):
+                self.private.open_links(LINK, start=False)
+            elapsed = time.monotonic() - begin
+        finally:
+            os.kill(self.server.pid, signal.SIGCONT)
+        print(f"  {links} links took {elapsed:.2f} s", file=sys.stderr)
+        self.assertLess(elapsed, links * PATIENCE)
 
     def test_server_that_is_stopped_while_the_program_starts(self):
         terminal = self.open_terminal()

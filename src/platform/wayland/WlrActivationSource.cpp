@@ -3,6 +3,7 @@
 #include "platform/freedesktop/UniqueFd.h"
 #include "platform/freedesktop/WindowApplications.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QSocketNotifier>
 
@@ -169,8 +170,9 @@ WlrActivationSource::Compositor::Compositor(WlrActivationSource& owner, int sock
 WlrActivationSource::Compositor::~Compositor() {
     if (!display)
         return;
+    // With nothing said to the compositor, which may not listen any more: the end of the connection says it all.
     for (const auto& [handle, toplevel] : toplevels)
-        zwlr_foreign_toplevel_handle_v1_destroy(handle);
+        wl_proxy_destroy(reinterpret_cast<wl_proxy*>(handle));
     if (manager)
         zwlr_foreign_toplevel_manager_v1_destroy(manager);
     if (answer)
@@ -254,7 +256,7 @@ void WlrActivationSource::start(Activated activated) {
 void WlrActivationSource::stop() {
     m_retry.stop();
     dropCompositor();
-    m_activated = nullptr;
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall); // reports that are on their way
     m_pause = kFirstRetry;
     setState(State::unknown);
 }
@@ -368,12 +370,7 @@ std::optional<QString> WlrActivationSource::frontmost() {
 
 void WlrActivationSource::report(const QByteArray& appID) {
     QMetaObject::invokeMethod(
-        this,
-        [this, found = applicationOf(appID)] {
-            if (m_activated)
-                m_activated(found);
-        },
-        Qt::QueuedConnection);
+        this, [this, found = applicationOf(appID)] { m_activated(found); }, Qt::QueuedConnection);
 }
 
 std::optional<QString> WlrActivationSource::applicationOf(const QByteArray& appID) const {

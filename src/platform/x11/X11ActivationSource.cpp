@@ -2,6 +2,7 @@
 
 #include "platform/freedesktop/WindowApplications.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QSocketNotifier>
 
@@ -180,7 +181,8 @@ void X11ActivationSource::start(Activated activated) {
 void X11ActivationSource::stop() {
     m_retry.stop();
     dropServer();
-    m_activated = nullptr;
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall); // reports that are on their way
+    m_willReadEvents = false;
     m_pause = kFirstRetry;
     setState(State::unknown);
 }
@@ -352,12 +354,7 @@ void X11ActivationSource::finishLook() {
     m_found = isWindow ? applicationOf(look->identity) : std::nullopt;
     if (isWindow && look->reports && look->window != std::exchange(m_activeWindow, look->window)) {
         QMetaObject::invokeMethod(
-            this,
-            [this, found = m_found] {
-                if (m_activated)
-                    m_activated(found);
-            },
-            Qt::QueuedConnection);
+            this, [this, found = m_found] { m_activated(found); }, Qt::QueuedConnection);
     }
     if (std::exchange(m_changedMeanwhile, false))
         beginLook(true);
