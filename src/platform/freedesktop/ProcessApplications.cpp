@@ -281,11 +281,12 @@ std::optional<ProcessApplication> Walk::from(pid_t process) const {
         const Launch launch(step->files.environment());
         const bool isLaunchedAs = launch.process == QByteArray::number(step->files.id());
         auto id = surely(*step, parent ? &*parent : nullptr, isLaunchedAs ? launch.file : QByteArray());
-        if (!inherited)
-            inherited = byLaunchFile(launch.file);
+        const auto had = inherited ? std::nullopt : byLaunchFile(launch.file);
         // One that has only ended meanwhile has told the truth before.
-        if (step->files.isAnotherNow())
+        if ((id || had) && step->files.isAnotherNow())
             return std::nullopt;
+        if (had)
+            inherited = had;
         if (id)
             return ProcessApplication{*id, count == 0 ? Relation::own : Relation::ancestors};
         step = std::move(parent);
