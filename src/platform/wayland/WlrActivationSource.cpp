@@ -95,7 +95,10 @@ struct WlrActivationSource::Compositor {
 
     // Has an answer come when everything that was asked before has been answered.
     void ask();
-    // Reads and dispatches what is there; waits for nothing.
+    // Sends what is to be sent; false when the compositor has to take some of it first.
+    bool send();
+    // Reads and dispatches what is there; waits for nothing. What is to be said about it fits into libwayland's buffer
+    // when that is empty; what does not fit costs the connection.
     void read();
     bool isLost() const { return isFinished || !display || wl_display_get_error(display) != 0; }
 
@@ -184,6 +187,10 @@ WlrActivationSource::Compositor::~Compositor() {
 void WlrActivationSource::Compositor::ask() {
     answer = wl_display_sync(display);
     wl_callback_add_listener(answer, &kAnswer, this);
+}
+
+bool WlrActivationSource::Compositor::send() {
+    return wl_display_flush(display) >= 0 || errno != EAGAIN;
 }
 
 void WlrActivationSource::Compositor::read() {
@@ -278,7 +285,7 @@ void WlrActivationSource::connectToCompositor() {
     m_incoming = new QSocketNotifier(descriptor, QSocketNotifier::Read, this);
     connect(m_incoming, &QSocketNotifier::activated, this, &WlrActivationSource::readEvents);
     m_outgoing = new QSocketNotifier(descriptor, QSocketNotifier::Write, this);
-    connect(m_outgoing, &QSocketNotifier::activated, this, &WlrActivationSource::advance);
+    connect(m_outgoing, &QSocketNotifier::activated, this, &WlrActivationSource::readEvents);
     advance();
 }
 
@@ -304,7 +311,8 @@ void WlrActivationSource::retryLater() {
 void WlrActivationSource::readEvents() {
     if (!m_compositor)
         return;
-    m_compositor->read();
+    if (m_compositor->send())
+        m_compositor->read();
     advance();
 }
 
@@ -315,20 +323,21 @@ void WlrActivationSource::advance() {
     using Stage = Compositor::Stage;
     Compositor& compositor = *m_compositor;
     auto news = State::unknown;
-    const bool isListed = !compositor.isLost() && !compositor.answer;
-    if (isListed && compositor.manager
-        && (compositor.stage == Stage::globals || compositor.stage == Stage::withoutWindows)) {
-        compositor.stage = Stage::windows;
-        compositor.ask();
-    } else if (isListed && compositor.stage == Stage::globals) {
-        compositor.stage = Stage::withoutWindows;
-        news = State::absent;
-    } else if (isListed && compositor.stage == Stage::windows) {
-        compositor.stage = Stage::listening;
-        news = State::present;
+    bool isSent = !compositor.isLost() && compositor.send();
+    if (isSent && !compositor.answer) {
+        const bool isNew = compositor.stage == Stage::globals || compositor.stage == Stage::withoutWindows;
+        if (isNew && compositor.manager) {
+            compositor.stage = Stage::windows;
+            compositor.ask();
+            isSent = compositor.send();
+        } else if (compositor.stage == Stage::globals) {
+            compositor.stage = Stage::withoutWindows;
+            news = State::absent;
+        } else if (compositor.stage == Stage::windows) {
+            compositor.stage = Stage::listening;
+            news = State::present;
+        }
     }
-    // Without an error in between, what is left is sent as soon as there is room for it.
-    const bool isBlocked = !compositor.isLost() && wl_display_flush(compositor.display) < 0 && errno == EAGAIN;
     if (compositor.isLost()) {
         // One that throws us out each time is asked ever more rarely.
         if (m_connected.hasExpired(std::chrono::milliseconds(kLastRetry).count()))
@@ -337,7 +346,8 @@ void WlrActivationSource::advance() {
         retryLater();
         return;
     }
-    m_outgoing->setEnabled(isBlocked);
+    m_incoming->setEnabled(isSent);
+    m_outgoing->setEnabled(!isSent);
     if (news != State::unknown)
         setState(news);
 }
@@ -345,7 +355,8 @@ void WlrActivationSource::advance() {
 // True when the answer that is owed has come by the deadline; false as well when it never will.
 bool WlrActivationSource::awaitAnswer(const QDeadlineTimer& deadline) {
     while (m_compositor && m_compositor->answer) {
-        pollfd socket = {wl_display_get_fd(m_compositor->display), POLLIN, 0};
+        const short next = m_outgoing->isEnabled() ? POLLOUT : POLLIN;
+        pollfd socket = {wl_display_get_fd(m_compositor->display), next, 0};
         if (deadline.hasExpired() || poll(&socket, 1, static_cast<int>(deadline.remainingTime())) == 0) {
             m_isLate = true;
             return false;
@@ -359,7 +370,7 @@ std::optional<QString> WlrActivationSource::frontmost() {
     readEvents(); // among which may be the answer that the last link waited for in vain
     const QDeadlineTimer deadline(m_isLate ? 0ms : std::chrono::milliseconds(kPatience));
     // An answer that is owed belongs to an earlier question; one that is put now is answered with what is active now.
-    if (!awaitAnswer(deadline) || m_compositor->stage != Compositor::Stage::listening)
+    if (!awaitAnswer(deadline) || m_compositor->stage != Compositor::Stage::listening || m_outgoing->isEnabled())
         return std::nullopt;
     m_compositor->ask();
     advance();

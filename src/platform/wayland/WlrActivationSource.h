@@ -60,7 +60,7 @@ private:
 
     std::unique_ptr<Compositor> m_compositor; // absent while there is no connection
     QSocketNotifier* m_incoming = nullptr;
-    QSocketNotifier* m_outgoing = nullptr; // on while the compositor has not taken what we have to say
+    QSocketNotifier* m_outgoing = nullptr; // on instead while the compositor has not taken what we say
     QElapsedTimer m_connected;
     QTimer m_retry;
     std::chrono::milliseconds m_pause; // before the next attempt; grows with each that fails

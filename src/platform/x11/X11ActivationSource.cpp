@@ -149,7 +149,6 @@ struct X11ActivationSource::Attempt {
 
 // The questions that name the active window's application, in two rounds: which window it is, then what it is.
 struct X11ActivationSource::Look {
-    bool reports = false; // to whoever wants to hear of activations
     xcb_window_t window = XCB_NONE;
     WindowIdentity identity;
     // Numbers of requests; 0 for what is not asked or has been answered.
@@ -282,15 +281,14 @@ void X11ActivationSource::readEvents() {
     if (isChanged && m_look)
         m_changedMeanwhile = true;
     else if (isChanged)
-        beginLook(true);
+        beginLook();
     advanceLook();
     if (m_server->isGone())
         loseServer();
 }
 
-void X11ActivationSource::beginLook(bool reports) {
+void X11ActivationSource::beginLook() {
     m_look = std::make_unique<Look>();
-    m_look->reports = reports;
     m_look->active =
         xcb_get_property(m_server->connection, false, m_server->root, m_server->activeWindow, XCB_ATOM_WINDOW, 0, 1)
             .sequence;
@@ -352,12 +350,12 @@ void X11ActivationSource::finishLook() {
     m_isLate = false;
     const bool isWindow = look->window != XCB_NONE;
     m_found = isWindow ? applicationOf(look->identity) : std::nullopt;
-    if (isWindow && look->reports && look->window != std::exchange(m_activeWindow, look->window)) {
+    if (isWindow && look->window != std::exchange(m_activeWindow, look->window)) {
         QMetaObject::invokeMethod(
             this, [this, found = m_found] { m_activated(found); }, Qt::QueuedConnection);
     }
     if (std::exchange(m_changedMeanwhile, false))
-        beginLook(true);
+        beginLook();
 }
 
 std::optional<QString> X11ActivationSource::applicationOf(const WindowIdentity& window) const {
@@ -396,7 +394,7 @@ std::optional<QString> X11ActivationSource::frontmost() {
     if (m_look && !awaitLook(deadline))
         return std::nullopt;
     if (!m_look)
-        beginLook(false);
+        beginLook();
     return awaitLook(deadline) ? m_found : std::nullopt;
 }
 

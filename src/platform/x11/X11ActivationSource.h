@@ -47,7 +47,7 @@ private:
     void retryLater();
 
     void readEvents();
-    void beginLook(bool reports);
+    void beginLook();
     bool advanceLook();
     void finishLook();
     bool awaitLook(const QDeadlineTimer& deadline);
