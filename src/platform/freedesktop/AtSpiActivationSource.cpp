@@ -207,7 +207,7 @@ AtSpiActivationSource::AtSpiActivationSource(QDBusConnection session, QString ow
 }
 
 AtSpiActivationSource::~AtSpiActivationSource() {
-    stop();
+    AtSpiActivationSource::stop();
 }
 
 void AtSpiActivationSource::start(Activated activated) {

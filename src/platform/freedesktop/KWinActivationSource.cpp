@@ -70,7 +70,7 @@ KWinActivationSource::KWinActivationSource(QDBusConnection bus, QString ownBundl
 }
 
 KWinActivationSource::~KWinActivationSource() {
-    stop();
+    KWinActivationSource::stop();
 }
 
 void KWinActivationSource::start(ActivationSource::Activated activated) {
