@@ -55,8 +55,9 @@ void openInBrowser(const Link& url, const QString& bundleID) {
 }
 
 std::optional<QString> applicationOfWindow(const WindowIdentity& window) {
-    static auto& windows = *new WindowApplications(
-        [] { return currentIndex().get(); }, [](pid_t process) { return processApplications().applicationOf(process); });
+    static auto& windows =
+        *new WindowApplications([] { return currentIndex().get(); },
+                                [](pid_t process) { return processApplications().applicationOf(process); });
     return windows.applicationOf(window);
 }
 

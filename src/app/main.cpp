@@ -108,8 +108,8 @@ int runAsInstance(QCoreApplication& application, const QDBusConnection& bus, con
     // Browsers first: their scan is what makes GIO tell of the next change.
     const ApplicationMonitor applicationMonitor;
     QObject::connect(&applicationMonitor, &ApplicationMonitor::changed, &application, [] {
-        shared::currentIndex().refresh();
         shared::browserDetector().refresh();
+        shared::currentIndex().refresh();
         shared::installedAppDetector().refresh();
     });
 

@@ -96,6 +96,11 @@ class Detached(Hostile):
         self.private.start_bus()
         for _ in range(2):
             self.assertEqual(self.browser_of(self.run_as(None, ODD, "detached", "vantorel", LINK)), THIRD_BROWSER)
+        # The same where the program itself has not inherited it.
+        self.private.stop_router()
+        self.router = self.private.start_router(
+            environment={"GIO_LAUNCHED_DESKTOP_FILE": None, "GIO_LAUNCHED_DESKTOP_FILE_PID": None})
+        self.assertEqual(self.browser_of(self.run_as(None, ODD, "detached", "vantorel", LINK)), THIRD_BROWSER)
         self.assertEqual(self.browser_of(self.run_as(MAIL, ODD, "detached", "vantorel", LINK)), BROWSER)
         self.still_well()
 

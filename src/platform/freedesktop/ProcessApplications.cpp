@@ -172,14 +172,14 @@ QByteArray scriptOf(const ProcessFiles& process) {
 // The path of what a process runs: its script, else its executable. Of a process that guards its memory the executable
 // is denied; then what it was started as stands for it, unless its name tells that it has become another one since.
 QByteArray programOf(const ProcessFiles& process) {
-    const QByteArray program = process.program();
+    QByteArray program = process.program();
     if (isInterpreter(program)) {
         const QByteArray script = scriptOf(process);
         return script.isEmpty() ? program : script;
     }
     if (!program.isEmpty())
         return program;
-    const QByteArray name = process.commandName();
+    QByteArray name = process.commandName();
     const QByteArray started = process.arguments().value(0);
     if (name.isEmpty() || baseName(started).left(kCommandNameSize) != name)
         return name;
