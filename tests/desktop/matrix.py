@@ -17,11 +17,13 @@ import sys
 
 from gi.repository import GLib
 
-from harness import kwin, processes
+from harness import processes
 from harness.browsers import write_script
 from harness.case import BROWSER, qt_sender, sender
+from harness.control_group import ControlGroup
 from harness.desktop import PrivateDesktop, stage_folder
 from harness.processes import wait_until
+from harness.windows import windows_of
 
 # What a desktop sets in its applications' environment; xdg-open and Qt choose their helpers by it. KDE finds no
 # application without the menu in the system's configuration.
@@ -45,7 +47,6 @@ STATES = ("running", "stopped")
 # Nothing in it that QUrl and kde-open5 write in another way before the link leaves the sender.
 PLAIN = "https://example.test/a%2Fc?q=a+b&r=%20&n={}#part"
 EXACT = "https://example.test/a%7Eb%2Fc?q=a+b&r=%41&n={}#part"
-
 
 # By what Vantorel knows the sender.
 PROCESS = "process"  # the program that sends the link, or one of its parents
@@ -79,8 +80,8 @@ XFCE = {"XFCE": WINDOW}
 KDE_ORPHAN = {"KDE": ENVIRONMENT, **XFCE}
 KDE_LOST = {"KDE": WINDOW, **XFCE}
 
-# "impossible": no one can tell where these links come from. They are opened all the same, and the application that was
-# active last is taken for the sender.
+# What no one can tell: nothing is left that ties these links to their sender. They have to be opened all the same, and
+# nothing but the application in front may be taken for the sender.
 BACKGROUND = Sender("background", "xdg-open whose parent is gone, no window, no launch variables", "detached", "bare",
                     NOTHING)
 
@@ -95,7 +96,8 @@ SENDERS = (
     Sender("child-bare", "the same, no launch variables", "child", "bare", PROCESS, XFCE),
     Sender("webbrowser", "Python's webbrowser module", "webbrowser", "gio", PROCESS, KDE_ORPHAN),
     Sender("electron", "Electron-like: xdg-open in a session of its own", "session", "gio", PROCESS, KDE_ORPHAN),
-    Sender("electron-bare", "the same, from a wrapper script, no launch variables", "session", "bare", PROCESS, KDE_LOST),
+    Sender("electron-bare", "the same, from a wrapper script, no launch variables", "session", "bare", PROCESS,
+           KDE_LOST),
     Sender("detached", "xdg-open whose parent is gone", "detached", "gio", ENVIRONMENT, XFCE),
     Sender("detached-cgroup", "the same, in a control group as systemd names it", "detached", "bare", GROUP,
            inside="cgroup"),
@@ -135,88 +137,6 @@ class Cell:
         return f"{self.opened} of {self.links} opened, {self.named} named{others}"
 
 
-class X11Windows:
-    """Windows by their titles, on an X server with a window manager."""
-
-    def __init__(self, private):
-        self._private = private
-
-    def _window(self, title):
-        """The id of the window, 0 where there is none."""
-        listed = self._private.run(["xprop", "-root", "_NET_CLIENT_LIST"]).stdout.decode()
-        ids = re.findall("0x[0-9a-f]+", listed)
-        names = self._private.run(["xdotool", *(word for each in ids for word in ("getwindowname", each))])
-        # A window that has gone meanwhile ends the list.
-        titles = names.stdout.decode().splitlines()
-        return next((int(each, 16) for each, name in zip(ids, titles) if name == title), 0)
-
-    def wait_for(self, title):
-        return wait_until(lambda: self._window(title), f"the window {title}", detail=self._private.describe)
-
-    def activate(self, title):
-        window = self.wait_for(title)
-
-        def is_active():
-            self._private.run(["xdotool", "windowactivate", str(window)])
-            active = self._private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
-            return f"# {window:#x}\n".encode() in active
-
-        wait_until(is_active, f"the window {title} to be active", detail=self._private.describe)
-
-
-class SwayWindows:
-    def __init__(self, private):
-        self._private = private
-
-    def _focus(self, title):
-        return self._private.run(["swaymsg", f'[title="^{title}$"]', "focus"]).returncode == 0
-
-    def wait_for(self, title):
-        wait_until(lambda: self._focus(title), f"the window {title}", detail=self._private.describe)
-
-    activate = wait_for
-
-
-class KWinWindows:
-    def __init__(self, private):
-        self._private = private
-
-    def wait_for(self, title):
-        kwin.wait_for_window(self._private, title)
-
-    def activate(self, title):
-        kwin.activate(self._private, title)
-
-
-class ControlGroup:
-    """A control group below our own, named as systemd names an application's."""
-
-    def __init__(self, app_id):
-        group = next((line[3:] for line in self._lines("/proc/self/cgroup") if line.startswith("0::")), "/")
-        mounts = [line.split()[4] for line in self._lines("/proc/self/mountinfo") if " - cgroup2 " in line]
-        if not mounts:
-            raise OSError("there are no version 2 control groups")
-        self.path = os.path.join(mounts[0], group.strip("/"), f"app-gnome-{app_id}-{os.getpid()}.scope")
-        os.mkdir(self.path)
-
-    @staticmethod
-    def _lines(path):
-        with open(path, encoding="utf-8") as file:
-            return file.read().splitlines()
-
-    def end(self):
-        """Call when the processes in it have ended."""
-        def gone():
-            with contextlib.suppress(FileNotFoundError):
-                try:
-                    os.rmdir(self.path)
-                except OSError:
-                    return False
-            return True
-
-        wait_until(gone, "the control group to be empty")
-
-
 class Column:
     """One desktop on one kind of display, with every sender started in it."""
 
@@ -245,12 +165,11 @@ class Column:
         compositor = {} if self.display == "x11" else {"compositor": self.display}
         private = PrivateDesktop(system_apps=True, display=self.display == "x11", **compositor)
         self.private = self._stack.enter_context(private)
-        self._stack.callback(lambda: self._end_senders())
-        self.windows = {"x11": X11Windows, "sway": SwayWindows, "kwin": KWinWindows}[self.display](private)
+        self.windows = windows_of(private, self.display)
+        self._log = self._stack.enter_context(open(os.path.join(private.logs, "senders"), "ab"))
         private.add_browser(BROWSER, "line")
         private.write_settings(fallback=BROWSER)
         self._set_desktop()
-        self._senders = []
         for each in (BYSTANDER, *SENDERS):
             self._install(each)
         self._start_senders()
@@ -332,22 +251,15 @@ class Column:
                 by_gio[self.app_id(each)] = environment
                 continue
             try:
-                command, options = self._wrapped(each, self._command(each))
+                command = self._confined(each, self._command(each))
             except OSError as error:
                 self.not_run[each.key] = str(error)
                 continue
-            self.private.spawn(command, environment, stdout=self._sender_log, stderr=self._sender_log,
-                               start_new_session=True, **options)
+            self.private.spawn(command, environment, stdout=self._log, stderr=self._log, start_new_session=True)
         self._launch_by_gio(by_gio)
         for each in (BYSTANDER, *SENDERS):
             if each is not BACKGROUND and each.key not in self.not_run:
                 self.windows.wait_for(self._title(each))
-
-    @property
-    def _sender_log(self):
-        if not hasattr(self, "_log"):
-            self._log = self._stack.enter_context(open(os.path.join(self.private.logs, "senders"), "ab"))
-        return self._log
 
     def _launch_by_gio(self, applications):
         """Starts applications (id -> environment) as a desktop's shell does."""
@@ -360,13 +272,15 @@ class Column:
         if done.returncode != 0:
             raise RuntimeError(done.stderr.decode())
 
-    def _wrapped(self, each, command):
+    def _confined(self, each, command):
+        """The command inside of what the sender runs in; OSError where this machine has no such thing."""
         if each.inside == "cgroup":
-            self._group = ControlGroup(self.app_id(each))
-            return ["/bin/sh", "-c", f'echo $$ >"{self._group.path}/cgroup.procs" && exec "$@"', "sh", *command], {}
+            group = ControlGroup(self.app_id(each))
+            self._stack.callback(group.end)
+            return group.command(command)
         if each.inside == "flatpak":
             return self._in_sandbox(each, command)
-        return command, {}
+        return command
 
     def _in_sandbox(self, each, command):
         """The command inside a sandbox as Flatpak makes one: namespaces of its own, and a file that tells of it."""
@@ -388,15 +302,7 @@ class Column:
         tried = self.private.run([*sandbox, "true"])
         if tried.returncode != 0:
             raise OSError(tried.stderr.decode(errors="replace").strip())
-        return [*sandbox, *command], {}
-
-    def _end_senders(self):
-        """A control group can only be removed when it is empty."""
-        group = getattr(self, "_group", None)
-        if group:
-            for pid in (processes.read_bytes(group.path + "/cgroup.procs") or b"").split():
-                processes.end_process(int(pid))
-            group.end()
+        return [*sandbox, *command]
 
     # -- links ---------------------------------------------------------------------------------------------------------
 
@@ -517,7 +423,8 @@ FOOTER = """
 ## What no desktop tells
 
 A background program without a window, started without launch variables, whose opener detaches itself: nothing ties the
-link to it. It is opened all the same, and the application whose window was active last is taken for the sender ({links}).
+link to it. It is opened all the same, and the application whose window was active last is taken for the sender
+({links} links).
 
 ## What is not in the table
 
