@@ -99,9 +99,9 @@ SENDERS = (
     Sender("electron-bare", "the same, from a wrapper script, no launch variables", "session", "bare", PROCESS,
            KDE_LOST),
     Sender("detached", "xdg-open whose parent is gone", "detached", "gio", ENVIRONMENT, XFCE),
-    Sender("detached-cgroup", "the same, in a control group as systemd names it", "detached", "bare", GROUP,
-           inside="cgroup"),
     Sender("detached-bare", "the same, no launch variables", "detached", "bare", WINDOW),
+    Sender("detached-cgroup", "the same, but in a control group as systemd names it", "detached", "bare", GROUP,
+           inside="cgroup"),
     Sender("flatpak", "Flatpak sandbox, straight over the bus", "bus", "bare", SANDBOX, inside="flatpak"),
     Sender("flatpak-portal", "Flatpak sandbox, through the portal", "xdg-open", "bare", WINDOW, inside="flatpak"),
     Sender("portal", "GTK program through the portal", "portal", "gio", WINDOW),
@@ -446,7 +446,7 @@ def table(display, cells):
         for desktop in desktops:
             pair = [cells.get((desktop, each.key, state), Cell(not_run="not tried")) for state in STATES]
             if pair[0].not_run:
-                texts.append("not run: " + pair[0].not_run)
+                texts.append("not run: " + pair[0].not_run.splitlines()[0])
                 continue
             counts = " + ".join(str(cell.counted()) for cell in pair)
             failed = "" if all(cell.passes() for cell in pair) else "**FAILED** "
