@@ -312,6 +312,10 @@ class Column:
         senders = [each for each in SENDERS if only is None or each.key in only]
         for state in STATES:
             front = None
+            if state == "running":
+                # It has to see an activation: which window was the active one before it came is another matter.
+                self._probe()
+                self.windows.activate(self._title(SENDERS[0]))
             for each in sorted(senders, key=lambda each: each.is_known_by(self.desktop) == WINDOW):
                 cell = cells[each.key, state] = Cell(not_run=self.not_run.get(each.key, ""))
                 if cell.not_run:
@@ -321,15 +325,9 @@ class Column:
                     self.windows.activate(self._title(wanted))
                     self._wait_for_front(wanted)
                     front = wanted
-                if state == "running":
-                    self._ensure_running()
                 self._fill(cell, each, state, links)
         self._count_launches(cells)
         return cells
-
-    def _ensure_running(self):
-        if self.private.router_pid() is None:
-            self._probe()
 
     def _probe(self):
         """The candidates for a link that comes from no application."""
