@@ -8,9 +8,11 @@
 #include "interception/URLInterceptor.h"
 #include "platform/NoActivationSource.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
+#include "platform/freedesktop/AtSpiActivationSource.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
+#include "platform/freedesktop/KWinActivationSource.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/ProcessApplications.h"
 #include "platform/freedesktop/SpawnRunner.h"
@@ -54,10 +56,13 @@ void openInBrowser(const Link& url, const QString& bundleID) {
 // Of a Wayland session an X server sees some of the windows only, and would name an application that was left long ago.
 ActivationSource* makeActivationSource() {
     const QByteArray display = qgetenv("DISPLAY");
-    if (display.isEmpty() || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-        return new NoActivationSource;
     static auto& windows = *new WindowApplications(
         installedWindowEntries, [](pid_t process) { return processApplications().applicationOf(process); });
+    const auto identify = [](const WindowIdentity& window) { return windows.applicationOf(window); };
+    if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return new KWinActivationSource(QDBusConnection::sessionBus(), kBusName, identify);
+    if (display.isEmpty())
+        return new AtSpiActivationSource(QDBusConnection::sessionBus(), kBusName, identify);
     return new X11ActivationSource(display, kBusName,
                                    [](const WindowIdentity& window) { return windows.applicationOf(window); });
 }
