@@ -252,13 +252,9 @@ void TestAtSpiActivationSource::deactivationOfAnotherWindow_countsNothing() {
     mail.announce("Activate", 1);
     QTRY_COMPARE(frontmost(), mail.id());
     chat.announce("Activate", 1);
+    QTRY_COMPARE(frontmost(), chat.id());
     mail.announce("Deactivate", 1);
     chat.announce("Deactivate", 2);
-    mail.announce("Activate", 3);
-    mail.announce("Deactivate", 1);
-    chat.announce("Activate", 1);
-    chat.announce("Deactivate", 2);
-    QTRY_COMPARE(m_activations.constLast(), chat.id());
     QTest::qWait(20);
     QCOMPARE(frontmost(), chat.id());
 }

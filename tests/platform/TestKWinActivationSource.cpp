@@ -412,12 +412,13 @@ void TestKWinActivationSource::firstLink_waitsForTheFirstReport() {
     QString found = frontmost();
     for (const QDeadlineTimer deadline(30s); found == "(none)" && !deadline.hasExpired(); found = frontmost())
         QThread::msleep(5);
-    QCOMPARE(found, kMail[0]);
-    QCOMPARE(m_activations, QStringList());
-    m_source.reset();
+    QThread* const mainThread = QThread::currentThread();
+    QMetaObject::invokeMethod(
+        m_kwin.get(), [&] { m_kwin->moveToThread(mainThread); }, Qt::BlockingQueuedConnection);
     thread.quit();
     thread.wait();
-    m_kwin->moveToThread(QThread::currentThread());
+    QCOMPARE(found, kMail[0]);
+    QCOMPARE(m_activations, QStringList());
 }
 
 void TestKWinActivationSource::silentKWin_isNotWaitedForAgain() {
@@ -442,11 +443,12 @@ void TestKWinActivationSource::stop_unloadsAndForgets() {
         m_source->stop();
         QCOMPARE(state(), State::unknown);
         QTRY_COMPARE(m_kwin->log, QStringList({QString("unload ") + kOwnID}));
-        m_kwin->report("Activated", kChat);
-        QTest::qWait(20);
         QCOMPARE(frontmost(), "(none)");
-        QCOMPARE(m_activations, QStringList());
     }
+    m_kwin->report("Activated", kChat);
+    QTest::qWait(20);
+    QCOMPARE(frontmost(), "(none)");
+    QCOMPARE(m_activations, QStringList());
     m_source->stop();
     QCOMPARE(state(), State::unknown);
 }
