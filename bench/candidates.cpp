@@ -12,6 +12,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <vector>
@@ -95,36 +97,70 @@ private:
     std::vector<int> m_ids; // from the sender up
 };
 
-void floorOfChain(benchmark::State& state, const Chain& chain) {
+struct Floor {
+    explicit Floor(const Chain& chain);
+    void read();
+
     QByteArrayList files, programs;
+    std::vector<char> buffer = std::vector<char>(1 << 16);
+};
+
+Floor::Floor(const Chain& chain) {
     for (const int id : chain.ids()) {
         const QByteArray folder = "/proc/" + QByteArray::number(id);
         for (const char* const name : {"/stat", "/cgroup", "/root/.flatpak-info", "/environ", "/cmdline"})
             files.append(folder + name);
         programs.append(folder + "/exe");
     }
-    std::vector<char> buffer(1 << 16);
-    for (auto _ : state) {
-        for (const QByteArray& file : files) {
-            const int fd = open(file.constData(), O_RDONLY | O_CLOEXEC);
-            if (fd < 0)
-                continue;
-            benchmark::DoNotOptimize(read(fd, buffer.data(), buffer.size()));
-            close(fd);
-        }
-        for (const QByteArray& program : programs)
-            benchmark::DoNotOptimize(readlink(program.constData(), buffer.data(), buffer.size()));
-    }
 }
 
+void Floor::read() {
+    for (const QByteArray& file : files) {
+        const int fd = open(file.constData(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        benchmark::DoNotOptimize(::read(fd, buffer.data(), buffer.size()));
+        close(fd);
+    }
+    for (const QByteArray& program : programs)
+        benchmark::DoNotOptimize(readlink(program.constData(), buffer.data(), buffer.size()));
+}
+
+void floorOfChain(benchmark::State& state, const Chain& chain) {
+    Floor floor(chain);
+    for (auto _ : state)
+        floor.read();
+}
+
+double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+// Turn by turn with the floor, so that both see the same load of the machine.
 void nameSender(benchmark::State& state, const Chain& chain) {
+    Floor floor(chain);
+    std::vector<double> floors, senders;
+    using Clock = std::chrono::steady_clock;
+    const auto since = [](Clock::time_point start) {
+        return std::chrono::duration<double>(Clock::now() - start).count();
+    };
     CurrentIndex index;
     ProcessApplications applications([&index] { return index.get(); }, QStringLiteral("com.qorbex.Vantorel"));
     for (auto _ : state) {
+        auto start = Clock::now();
+        floor.read();
+        floors.push_back(since(start));
+        start = Clock::now();
         const auto found = applications.applicationOf(chain.ids().front());
+        senders.push_back(since(start));
+        state.SetIterationTime(senders.back());
         if (!found || found->id != kSender)
             state.SkipWithError("the sender was not found");
     }
+    if (!senders.empty())
+        state.counters["times_floor"] = median(senders) / median(floors);
 }
 
 void readIndex(benchmark::State& state) {
@@ -140,12 +176,12 @@ void readIndex(benchmark::State& state) {
 int main(int argc, char* argv[]) {
     const System system;
     const Chain chain(system);
-    const auto inReal = [](benchmark::internal::Benchmark* benchmark) {
-        benchmark->Unit(benchmark::kMicrosecond)->UseRealTime()->Repetitions(9)->ReportAggregatesOnly();
+    const auto repeated = [](benchmark::internal::Benchmark* benchmark) {
+        return benchmark->Unit(benchmark::kMicrosecond)->Repetitions(9)->ReportAggregatesOnly();
     };
-    inReal(benchmark::RegisterBenchmark("candidates_floor/6", floorOfChain, std::cref(chain)));
-    inReal(benchmark::RegisterBenchmark("candidates_sender/6", nameSender, std::cref(chain)));
-    inReal(benchmark::RegisterBenchmark("candidates_index/500", readIndex));
+    repeated(benchmark::RegisterBenchmark("candidates_floor/6", floorOfChain, std::cref(chain)))->UseRealTime();
+    repeated(benchmark::RegisterBenchmark("candidates_sender/6", nameSender, std::cref(chain)))->UseManualTime();
+    repeated(benchmark::RegisterBenchmark("candidates_index/500", readIndex))->UseRealTime();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;
