@@ -7,6 +7,7 @@
 #include "interception/SourceAppTracker.h"
 #include "interception/URLInterceptor.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
+#include "platform/freedesktop/AtSpiActivationSource.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
@@ -76,6 +77,8 @@ ActivationSource* makeActivationSource() {
         ways.push_back(
             std::make_unique<KWinActivationSource>(QDBusConnection::sessionBus(), kBusName, applicationOfWindow));
     }
+    ways.push_back(
+        std::make_unique<AtSpiActivationSource>(QDBusConnection::sessionBus(), kBusName, applicationOfWindow));
     return new SessionActivationSource(std::move(ways));
 }
 

@@ -13,6 +13,7 @@ import datetime
 import os
 import re
 import shutil
+import signal
 import sys
 
 from gi.repository import GLib
@@ -470,6 +471,7 @@ def document(links, results):
 
 def main():
     """matrix.py LINKS FILE: fills every cell with that many links and writes the document."""
+    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what it has started
     links, path = int(sys.argv[1]), sys.argv[2]
     results = {}
     failed = False

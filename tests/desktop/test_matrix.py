@@ -22,6 +22,7 @@ class Table(unittest.TestCase):
             cells = column.run(LINKS)
             if any(not cell.passes() for cell in cells.values() if not cell.not_run):
                 print(f"\n== {self.id()}\n{column.private.describe()}", file=sys.stderr)
+        self.assertEqual(column.private.sanitizer_reports, [])
         for (key, running), cell in cells.items():
             with self.subTest(sender=key, program=running):
                 if cell.not_run:
