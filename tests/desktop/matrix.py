@@ -2,18 +2,15 @@
 
 A cell is one sender (a program, and how it was started and opens links) under one desktop on one kind of display, with
 Vantorel running or stopped. Each of its links has to reach the browser exactly once, as it was, with the sender named
-first among the candidates. `./dev matrix` fills every cell with twenty links and writes docs/senders.md; test_matrix.py
-tries two.
+first among the candidates. test_matrix.py tries two links in each cell, senders_table.py twenty.
 """
 
 import collections
 import contextlib
 import dataclasses
-import datetime
 import os
 import re
 import shutil
-import signal
 import sys
 
 from gi.repository import GLib
@@ -113,6 +110,29 @@ SENDERS = (
 BYSTANDER = Sender("org.example.Bystander", "", "gio", "gio", NOTHING)
 
 
+# What a display and a desktop need, besides what their senders need themselves.
+PROGRAMS = {
+    "x11": ("Xvfb", "openbox", "xdotool", "xprop"),
+    "sway": ("sway", "swaymsg"),
+    "kwin": ("kwin_wayland",),
+    "none": ("xdg-open",),
+    "GNOME": ("xdg-open", "gio"),
+    "KDE": ("xdg-open", "kde-open5"),
+    "XFCE": ("xdg-open", "exo-open", "xfce4-mime-helper"),
+}
+PORTAL = "/usr/libexec/xdg-desktop-portal"
+
+
+def missing(*programs):
+    """Which of the programs are not installed, as a text; empty where all are."""
+    absent = [program for program in programs if not shutil.which(program)]
+    return f"not installed: {', '.join(absent)}" if absent else ""
+
+
+def missing_for(display, desktop):
+    return missing(*PROGRAMS[display], *PROGRAMS[desktop])
+
+
 @dataclasses.dataclass
 class Cell:
     """What became of the links of one cell."""
@@ -198,6 +218,12 @@ class Column:
             return "org.kde.konsole", "konsole"
         return ("foot", "foot") if self.display == "sway" else ("debian-xterm", "xterm")
 
+    def _programs(self, each):
+        """The programs that the sender needs."""
+        needed = [self._terminal[1]] if each.way == "terminal" else []
+        needed += ["bwrap"] if each.inside == "flatpak" else []
+        return needed + ([PORTAL] if each.key in ("portal", "flatpak-portal") else [])
+
     def app_id(self, each):
         if each.way == "terminal":
             return self._terminal[0]
@@ -247,6 +273,10 @@ class Column:
     def _start_senders(self):
         by_gio = {}
         for each in (BYSTANDER, *SENDERS):
+            lacking = missing(*self._programs(each))
+            if lacking:
+                self.not_run[each.key] = lacking
+                continue
             environment = self._environment(each)
             if each.launch == "gio":
                 by_gio[self.app_id(each)] = environment
@@ -307,17 +337,17 @@ class Column:
 
     # -- links ---------------------------------------------------------------------------------------------------------
 
-    def run(self, links, only=None):
+    def run(self, links):
         """(key of a sender, state) -> Cell, with that many links in each."""
         cells = {}
-        senders = [each for each in SENDERS if only is None or each.key in only]
+        senders = sorted(SENDERS, key=lambda each: each.is_known_by(self.desktop) == WINDOW)
         for state in STATES:
             front = None
             if state == "running":
                 # It has to see an activation: which window was the active one before it came is another matter.
                 self._probe()
                 self.windows.activate(self._title(SENDERS[0]))
-            for each in sorted(senders, key=lambda each: each.is_known_by(self.desktop) == WINDOW):
+            for each in senders:
                 cell = cells[each.key, state] = Cell(not_run=self.not_run.get(each.key, ""))
                 if cell.not_run:
                     continue
@@ -382,117 +412,7 @@ class Column:
         for cell in cells.values():
             cell.opened = sum(seen[link] == 1 for link in cell.sent)
 
-
     def _on_its_way(self):
         """The processes that have a link among their arguments."""
         found = [b" ".join(processes.arguments_of(pid)) for pid in self.private.marked_pids()]
         return b"\n".join(command for command in found if b".test/" in command).decode()
-
-
-def missing(display):
-    """Why this kind of display cannot be had here; empty where it can."""
-    program = {"x11": "Xvfb", "sway": "sway", "kwin": "kwin_wayland"}[display]
-    return "" if shutil.which(program) else f"{program} is not installed"
-
-
-# -- the document ------------------------------------------------------------------------------------------------------
-
-HEADER = """# Senders and desktops
-
-Written by `./dev matrix` on {date}, with real programs on private desktops: {links} links in each cell with Vantorel
-running and {links} more, each of which had to start it. A link counts when it reached the browser exactly once, as it
-was, and the application that sent it was named first.
-
-`20 + 20` are the links that counted, Vantorel running and stopped. After it stands by what the sender was known:
-
-| known by | what that is |
-|---|---|
-| process | the program that sent the link, or one of the programs that started it |
-| environment | variables that desktops set when they start an application, and that its children inherit |
-| sandbox | what Flatpak writes into its sandboxes |
-| control group | the systemd unit that GNOME and Plasma put each application into |
-| window | nothing of these was left: the application's window was the active one |
-
-Where a sender is not known by its window, the window of another application was the active one all the time.
-"No launch variables" is how plain window managers and some menus start applications. The applications are programs of
-the tests that open links in the way of the row, except the terminals (xterm, foot, Konsole).
-"""
-
-FOOTER = """
-## What no desktop tells
-
-A background program without a window, started without launch variables, whose opener detaches itself: nothing ties the
-link to it. It is opened all the same, and the application whose window was active last is taken for the sender
-({links} links).
-
-## What is not in the table
-
-GNOME and XFCE on Wayland (no compositor of theirs runs here without a display), Plasma's own way of starting links
-through systemd, and snaps. Under XFCE almost everything is known by its window: its `exo-open` hides who called it.
-"""
-
-
-def table(display, cells):
-    """The table of one kind of display; `cells` is (desktop, key, state) -> Cell."""
-    name, desktops = DISPLAYS[display]
-    lines = [f"\n## {name}\n", "| sender | " + " | ".join(
-        "no desktop environment" if desktop == "none" else desktop for desktop in desktops) + " |",
-        "|---" * (len(desktops) + 1) + "|"]
-    for each in SENDERS:
-        if each is BACKGROUND:
-            continue
-        texts = []
-        for desktop in desktops:
-            pair = [cells.get((desktop, each.key, state), Cell(not_run="not tried")) for state in STATES]
-            if pair[0].not_run:
-                texts.append("not run: " + pair[0].not_run.splitlines()[0])
-                continue
-            counts = " + ".join(str(cell.counted()) for cell in pair)
-            failed = "" if all(cell.passes() for cell in pair) else "**FAILED** "
-            texts.append(f"{failed}{counts} {each.is_known_by(desktop)}")
-        lines.append(f"| {each.label} | " + " | ".join(texts) + " |")
-    return "\n".join(lines) + "\n"
-
-
-def document(links, results):
-    """`results` is display -> cells, or a text that says why there are none."""
-    date = datetime.date.today().isoformat()
-    parts = [HEADER.format(date=date, links=links)]
-    background = []
-    for display, cells in results.items():
-        if isinstance(cells, str):
-            parts.append(f"\n## {DISPLAYS[display][0]}\n\nNot run: {cells}.\n")
-            continue
-        parts.append(table(display, cells))
-        background += [cell for (_, key, _), cell in cells.items() if key == BACKGROUND.key]
-    told = f"{sum(cell.counted() for cell in background)} of {sum(cell.links for cell in background)}"
-    return "".join(parts) + FOOTER.format(links=told)
-
-
-def main():
-    """matrix.py LINKS FILE: fills every cell with that many links and writes the document."""
-    signal.signal(signal.SIGTERM, signal.default_int_handler)  # ends what it has started
-    links, path = int(sys.argv[1]), sys.argv[2]
-    results = {}
-    failed = False
-    for display, (name, desktops) in DISPLAYS.items():
-        results[display] = missing(display) or {}
-        if isinstance(results[display], str):
-            continue
-        for desktop in desktops:
-            with Column(display, desktop) as column:
-                cells = column.run(links)
-            for (key, state), cell in cells.items():
-                results[display][desktop, key, state] = cell
-                if not cell.passes() and not cell.not_run:
-                    failed = True
-                    print(f"{name}, {desktop}, {key}, {state}: {cell}", file=sys.stderr)
-            told = [cell for cell in cells.values() if not cell.not_run]
-            print(f"{name}, {desktop}: {sum(cell.passes() for cell in told)} of {len(told)} cells pass", flush=True)
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(document(links, results))
-    return 1 if failed else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())

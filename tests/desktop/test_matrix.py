@@ -15,7 +15,7 @@ class Table(unittest.TestCase):
     display = None
 
     def fill(self, desktop):
-        reason = matrix.missing(self.display)
+        reason = matrix.missing_for(self.display, desktop)
         if reason:
             self.skipTest(reason)
         with matrix.Column(self.display, desktop) as column:
