@@ -32,8 +32,7 @@ int main(int argc, char** argv) {
     if (!lines.open(fifo, QIODevice::ReadOnly | QIODevice::Unbuffered))
         return 1;
     QSocketNotifier notifier(fifo, QSocketNotifier::Read);
-    QObject::connect(&notifier, &QSocketNotifier::activated, &lines, [&lines] {
-        QDesktopServices::openUrl(QUrl(QString::fromUtf8(lines.readLine()).trimmed()));
-    });
+    QObject::connect(&notifier, &QSocketNotifier::activated, &lines,
+                     [&lines] { QDesktopServices::openUrl(QUrl(QString::fromUtf8(lines.readLine()).trimmed())); });
     return QGuiApplication::exec();
 }
