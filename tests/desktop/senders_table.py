@@ -15,7 +15,7 @@ Written by `./dev matrix` on {date}, with real programs on private desktops: {li
 running and {links} more, each of which had to start it. A link counts when it reached the browser exactly once, as it
 was, and the application that sent it was named first.
 
-`20 + 20` are the links that counted, Vantorel running and stopped. After it stands by what the sender was known:
+`{links} + {links}` are the links that counted, Vantorel running and stopped. After it stands by what the sender was known:
 
 | known by | what that is |
 |---|---|
