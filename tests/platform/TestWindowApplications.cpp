@@ -20,6 +20,7 @@ private Q_SLOTS:
     void order_ofClassMatches();
     void startupWMClass_exactComesBeforeOtherCase();
     void instance_comesBeforeClass_forStartupWMClassOnly();
+    void instanceThatIsAnInterpreter_tellsNothing();
     void shownEntries_comeBeforeOthers();
     void entryNamedForTheKey_comesBeforeOthers();
     void emptyIdentity_matchesNothing();
@@ -245,6 +246,12 @@ void TestWindowApplications::instance_comesBeforeClass_forStartupWMClassOnly() {
     QCOMPARE(ofClass(classes, "crx_site", "Browser"), QString("site"));
     QCOMPARE(ofClass({entry("one"), entry("two")}, "one", "two"), QString("two"));
     QCOMPARE(ofClass({entry("one"), entry("two")}, "one", "three"), QString("one"));
+}
+
+void TestWindowApplications::instanceThatIsAnInterpreter_tellsNothing() {
+    const std::vector<WindowEntry> entries = {entry("python3.11"), entry("org.example.Talk")};
+    QCOMPARE(ofClass(entries, "python3.11", "talk"), QString("org.example.Talk"));
+    QCOMPARE(ofClass(entries, "python3.11", "other"), QString("(none)"));
 }
 
 void TestWindowApplications::shownEntries_comeBeforeOthers() {

@@ -100,7 +100,10 @@ std::optional<QString> WindowIndex::named(const WindowIdentity& window) const {
 }
 
 std::optional<QString> WindowIndex::ofClass(const WindowIdentity& window) const {
-    const QString &instance = window.instance, &className = window.className;
+    // Of a script KWin gives the name of the interpreter, which may be an application of its own.
+    const bool isInterpreter = isWrapper(window.instance) || hidesItsProgram(window.instance);
+    const QString instance = isInterpreter ? QString() : window.instance;
+    const QString& className = window.className;
     const QString foldedInstance = instance.toLower(), foldedClass = className.toLower();
     const std::pair<const Table&, const QString&> steps[] = {
         // A site that a browser shows as an application of its own has an instance of its own and the browser's class.

@@ -1,0 +1,68 @@
+"""The windows of a private desktop by their titles: waiting for one, and having it in front."""
+
+import re
+
+from . import kwin
+from .processes import wait_until
+
+
+class X11Windows:
+    """Windows by their titles, on an X server with a window manager."""
+
+    def __init__(self, private):
+        self._private = private
+
+    def _window(self, title):
+        """The id of the window, 0 where there is none."""
+        listed = self._private.run(["xprop", "-root", "_NET_CLIENT_LIST"]).stdout.decode()
+        ids = re.findall("0x[0-9a-f]+", listed)
+        names = self._private.run(["xdotool", *(word for each in ids for word in ("getwindowname", each))])
+        # A window that has gone meanwhile ends the list.
+        titles = names.stdout.decode().splitlines()
+        return next((int(each, 16) for each, name in zip(ids, titles) if name == title), 0)
+
+    def wait_for(self, title):
+        return wait_until(lambda: self._window(title), f"the window {title}", detail=self._private.describe)
+
+    def activate(self, title):
+        window = self.wait_for(title)
+
+        def is_active():
+            self._private.run(["xdotool", "windowactivate", str(window)])
+            active = self._private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
+            return f"# {window:#x}\n".encode() in active
+
+        wait_until(is_active, f"the window {title} to be active", detail=self._private.describe)
+
+
+class SwayWindows:
+    """As above, under sway."""
+
+    def __init__(self, private):
+        self._private = private
+
+    def _focus(self, title):
+        return self._private.run(["swaymsg", f'[title="^{title}$"]', "focus"]).returncode == 0
+
+    def wait_for(self, title):
+        wait_until(lambda: self._focus(title), f"the window {title}", detail=self._private.describe)
+
+    activate = wait_for
+
+
+class KWinWindows:
+    """As above, under KWin."""
+
+    def __init__(self, private):
+        self._private = private
+
+    def wait_for(self, title):
+        kwin.wait_for_window(self._private, title)
+
+    def activate(self, title):
+        kwin.activate(self._private, title)
+
+
+def windows_of(private, display):
+    """`display` is "x11" or the name of a compositor."""
+    return {"x11": X11Windows, "sway": SwayWindows, "kwin": KWinWindows}[display](private)
