@@ -486,6 +486,15 @@ void TestProcessApplications::inherited_namesTheApplication_whenNothingElseDoes(
     add(40, {.program = programOf("chat")});
     addLaunched(50, mail, 99, {.parent = 40});
     QCOMPARE(applicationOf(50), QString("org.chat.App"));
+    // A terminal may keep the file to itself: the process that was launched from it still has it.
+    addLaunched(70, mail, 70, {.parent = 1, .startTime = 4});
+    add(80, {.program = "/usr/bin/xdg-open", .environment = variables({"GIO_LAUNCHED_DESKTOP_FILE_PID=70"})});
+    QCOMPARE(applicationOf(80), QString("org.mail.App"));
+    // Not one that only inherited it, and not one that was given the number later.
+    addLaunched(70, mail, 69, {.parent = 1, .startTime = 4});
+    QCOMPARE(applicationOf(80), QString("(none)"));
+    addLaunched(70, mail, 70, {.parent = 1, .startTime = 9});
+    QCOMPARE(applicationOf(80), QString("(none)"));
     // A helper that was launched by its own entry inherits nothing but has the variables.
     addLaunched(60, mail, 60, {.program = "/usr/bin/gio"});
     QCOMPARE(applicationOf(60), QString("org.mail.App"));

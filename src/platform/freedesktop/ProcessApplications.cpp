@@ -122,6 +122,15 @@ struct Step {
     QByteArray cgroups;
 };
 
+struct Launch {
+    explicit Launch(const QByteArray& environment)
+        : file(valueOf(environment, "GIO_LAUNCHED_DESKTOP_FILE"))
+        , process(valueOf(environment, "GIO_LAUNCHED_DESKTOP_FILE_PID")) { }
+
+    QByteArray file;
+    QByteArray process;
+};
+
 // One look at a chain of processes. Any thread.
 class Walk {
 public:
@@ -133,6 +142,7 @@ public:
     std::optional<ProcessApplication> from(pid_t process) const;
 
 private:
+    QByteArray inheritedFile(const Launch& launch, const Step& step) const;
     std::optional<Step> parentOf(const Step& step) const;
     std::optional<QString> surely(const Step& step, const Step* parent, const QByteArray& launchFile) const;
 
@@ -145,15 +155,6 @@ private:
     QByteArray m_procFolder;
     std::shared_ptr<const InstalledIndex> m_installed;
     ProcessApplications::Session m_session;
-};
-
-struct Launch {
-    explicit Launch(const QByteArray& environment)
-        : file(valueOf(environment, "GIO_LAUNCHED_DESKTOP_FILE"))
-        , process(valueOf(environment, "GIO_LAUNCHED_DESKTOP_FILE_PID")) { }
-
-    QByteArray file;
-    QByteArray process;
 };
 
 // What the script is that an interpreter runs, if that is a file. Options come before it; some of them take its place.
@@ -262,6 +263,18 @@ std::optional<QString> Walk::surely(const Step& step, const Step* parent, const 
     return byProgram(program, step);
 }
 
+// Some terminals take the file away from what they run, and leave the number of the process that was launched from it.
+QByteArray Walk::inheritedFile(const Launch& launch, const Step& step) const {
+    const pid_t process = launch.process.toInt();
+    if (!launch.file.isEmpty() || process <= 1)
+        return launch.file;
+    const auto launched = ProcessFiles::find(m_procFolder, process);
+    if (!launched || launched->startTime() > step.files.startTime())
+        return {};
+    const Launch its(launched->environment());
+    return its.process == launch.process ? its.file : QByteArray();
+}
+
 // A parent that started after its child is another process, which was given the number of the one that is gone.
 std::optional<Step> Walk::parentOf(const Step& step) const {
     const pid_t parent = step.files.parent();
@@ -281,7 +294,7 @@ std::optional<ProcessApplication> Walk::from(pid_t process) const {
         const Launch launch(step->files.environment());
         const bool isLaunchedAs = launch.process == QByteArray::number(step->files.id());
         auto id = surely(*step, parent ? &*parent : nullptr, isLaunchedAs ? launch.file : QByteArray());
-        const auto had = inherited ? std::nullopt : byLaunchFile(launch.file);
+        const auto had = inherited ? std::nullopt : byLaunchFile(inheritedFile(launch, *step));
         // One that has only ended meanwhile has told the truth before.
         if ((id || had) && step->files.isAnotherNow())
             return std::nullopt;
