@@ -20,7 +20,6 @@ using namespace std::chrono_literals;
 
 const QString kKWin = QStringLiteral("org.kde.KWin");
 const QString kScripting = QStringLiteral("org.kde.kwin.Scripting");
-const QString kScript = QStringLiteral("org.kde.kwin.Script");
 const QString kScriptName = QStringLiteral("com.qorbex.Vantorel");
 const QString kReportsPath = QStringLiteral("/com/qorbex/Vantorel/KWin");
 
@@ -29,6 +28,7 @@ constexpr int kForever = std::numeric_limits<int>::max();
 
 constexpr auto kPatience = 30ms;
 constexpr auto kGlance = 200us; // between two looks for an answer
+constexpr auto kLongestStart = 10s; // of a script; one that has not reported by then does not run
 constexpr int kMostAttempts = 6;
 
 // %1 is our unique name on the bus. KWin 6 calls windows what KWin 5 calls clients.
@@ -65,6 +65,9 @@ KWinActivationSource::KWinActivationSource(QDBusConnection bus, QString ownBundl
     , m_firstRetry(firstRetry) {
     m_retry.setSingleShot(true);
     connect(&m_retry, &QTimer::timeout, this, &KWinActivationSource::load);
+    m_reportOverdue.setSingleShot(true);
+    m_reportOverdue.setInterval(kLongestStart);
+    connect(&m_reportOverdue, &QTimer::timeout, this, &KWinActivationSource::fail);
     // What is known still serves the links that are taken after this.
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this, &KWinActivationSource::unload);
 }
@@ -98,6 +101,12 @@ void KWinActivationSource::stop() {
     setState(State::unknown);
 }
 
+void KWinActivationSource::forgetScript() {
+    m_script.reset();
+    m_awaitsReport = false;
+    m_reportOverdue.stop();
+}
+
 void KWinActivationSource::ask(const QDBusMessage& question, Next next) {
     m_question = std::make_unique<QDBusPendingCallWatcher>(m_bus.asyncCall(question, kForever));
     m_next = next;
@@ -124,7 +133,7 @@ void KWinActivationSource::onOwnerChanged(const QString&, const QString&, const 
 void KWinActivationSource::setOwner(const QString& owner) {
     m_retry.stop();
     m_question.reset();
-    m_script.reset();
+    forgetScript();
     m_frontmost.reset();
     m_owner = owner;
     m_failures = 0;
@@ -162,40 +171,31 @@ void KWinActivationSource::loadUnloaded(const QDBusMessage&) {
     ask(question, &KWinActivationSource::runLoaded);
 }
 
+// Not `run` of the script itself: KWin gives its scripts numbers that others of them may have, and would then run one
+// of those. `start` runs every script that does not run yet.
 void KWinActivationSource::runLoaded(const QDBusMessage& answer) {
     bool isNumber = false;
-    m_number = answer.arguments().value(0).toInt(&isNumber);
-    if (isError(answer) || !isNumber || m_number < 0) {
+    const int number = answer.arguments().value(0).toInt(&isNumber);
+    if (isError(answer) || !isNumber || number < 0) {
         fail();
         return;
     }
-    ask(callTo(QStringLiteral("/Scripting/Script%1").arg(m_number), kScript, QStringLiteral("run")),
-        &KWinActivationSource::runElsewhere);
+    ask(callTo(QStringLiteral("/Scripting"), kScripting, QStringLiteral("start")), &KWinActivationSource::finishStart);
 }
 
-// KWin 5 has its scripts at another place than KWin 6.
-void KWinActivationSource::runElsewhere(const QDBusMessage& answer) {
-    if (isError(answer))
-        ask(callTo(QStringLiteral("/%1").arg(m_number), kScript, QStringLiteral("run")),
-            &KWinActivationSource::finishRun);
-    else
-        finishRun(answer);
-}
-
-// The answer to `run` comes when the script has run, and so after its first report.
-void KWinActivationSource::finishRun(const QDBusMessage& answer) {
-    m_script.reset();
+// The script reports when it begins, which is after this answer.
+void KWinActivationSource::finishStart(const QDBusMessage& answer) {
     if (isError(answer)) {
         fail();
-        return;
+    } else if (m_script) {
+        m_awaitsReport = true;
+        m_reportOverdue.start();
     }
-    m_failures = 0;
-    setState(State::present);
 }
 
 // KWin may be about to start still, or not want scripts at all.
 void KWinActivationSource::fail() {
-    m_script.reset();
+    forgetScript();
     if (++m_failures < kMostAttempts)
         m_retry.start(m_firstRetry * (1 << (m_failures - 1)));
     setState(State::absent);
@@ -205,7 +205,7 @@ void KWinActivationSource::fail() {
 void KWinActivationSource::unload() {
     m_retry.stop();
     m_question.reset();
-    m_script.reset();
+    forgetScript();
     if (m_owner.isEmpty())
         return;
     QDBusMessage message = callTo(QStringLiteral("/Scripting"), kScripting, QStringLiteral("unloadScript"));
@@ -219,6 +219,9 @@ bool KWinActivationSource::isFromKWin() {
 
 void KWinActivationSource::remember(const QString& desktopFile, const QString& className, const QString& instance,
                                     const QString& process) {
+    forgetScript(); // KWin has read it
+    m_isLate = false;
+    m_failures = 0;
     bool isNumber = false;
     const pid_t pid = process.toInt(&isNumber);
     const bool isKnown = isNumber && pid > 0;
@@ -259,8 +262,8 @@ void KWinActivationSource::Activated(const QString& desktopFile, const QString& 
 // Answers arrive on the bus's own thread, so the event loop need not run for them.
 void KWinActivationSource::awaitAnswers() {
     const QDeadlineTimer deadline(m_isLate ? 0ms : std::chrono::milliseconds(kPatience));
-    while (m_question) {
-        if (m_question->isFinished()) {
+    while (m_question || m_awaitsReport) {
+        if (m_question && m_question->isFinished()) {
             takeAnswer();
         } else if (deadline.hasExpired()) {
             m_isLate = true;
@@ -268,16 +271,16 @@ void KWinActivationSource::awaitAnswers() {
         } else {
             QThread::usleep(kGlance.count());
         }
+        // Reports wait for us in the event queue.
+        m_isWaiting = true;
+        QCoreApplication::sendPostedEvents(this);
+        m_isWaiting = false;
     }
-    // The report came before the answer and waits for us in the event queue.
-    m_isWaiting = true;
-    QCoreApplication::sendPostedEvents(this);
-    m_isWaiting = false;
 }
 
 // Reports arrive in order with the links, so the last one is what was true when the link was sent.
 std::optional<QString> KWinActivationSource::frontmost() {
-    if (m_question)
+    if (m_question || m_awaitsReport)
         awaitAnswers();
     return m_frontmost;
 }

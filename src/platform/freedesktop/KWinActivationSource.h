@@ -67,8 +67,8 @@ private:
     void load();
     void loadUnloaded(const QDBusMessage& answer);
     void runLoaded(const QDBusMessage& answer);
-    void runElsewhere(const QDBusMessage& answer);
-    void finishRun(const QDBusMessage& answer);
+    void finishStart(const QDBusMessage& answer);
+    void forgetScript();
     void fail();
     void unload();
     bool isFromKWin();
@@ -85,8 +85,9 @@ private:
     QString m_owner; // of KWin's name on the bus; empty when there is none
     std::unique_ptr<QDBusPendingCallWatcher> m_question; // one at a time, until the script runs
     Next m_next = nullptr;
-    std::unique_ptr<QTemporaryFile> m_script;
-    int m_number = -1; // which KWin has given to the script
+    std::unique_ptr<QTemporaryFile> m_script; // until it has reported for the first time
+    bool m_awaitsReport = false;
+    QTimer m_reportOverdue;
     QTimer m_retry;
     std::chrono::milliseconds m_firstRetry;
     int m_failures = 0; // of this KWin

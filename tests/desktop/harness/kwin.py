@@ -95,19 +95,16 @@ def run_script(private, text):
     bus.add_filter(on_message)
     name = f"test-{bus.get_unique_name()}"
     path = private.write(os.path.join(private.root, "kwin", "script.js"),
-                         _PRELUDE % json.dumps(bus.get_unique_name()) + text)
-    number = call("/Scripting", "Scripting", "loadScript", GLib.Variant("(ss)", (path, name)))[0]
+                         _PRELUDE % json.dumps(bus.get_unique_name()) + text + "\nreport(null);\n")
+    call("/Scripting", "Scripting", "loadScript", GLib.Variant("(ss)", (path, name)))
     try:
-        # KWin 6 has its scripts at another place.
-        paths = [f"/{number}", f"/Scripting/Script{number}"]
-        try:
-            call(paths[0], "Script", "run")
-        except GLib.Error:
-            call(paths[1], "Script", "run")
+        # Not "run" of the script itself: KWin gives several scripts the same number.
+        call("/Scripting", "Scripting", "start")
+        wait_until(lambda: None in reports, "a script to run inside KWin", detail=private.describe)
     finally:
         call("/Scripting", "Scripting", "unloadScript", GLib.Variant("(s)", (name,)))
         bus.close_sync(None)
-    return reports
+    return [each for each in reports if each is not None]
 
 
 def windows(private):
