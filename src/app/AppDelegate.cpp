@@ -25,9 +25,10 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_collaborators.detectApps();
 }
 
+// No link changes a setting; but the next one may start another program, which must not read old ones.
 void AppDelegate::applicationWillTerminate() {
-    m_collaborators.linkSource.stop();
     m_collaborators.saveSettings();
+    m_collaborators.linkSource.stop();
 }
 
 void AppDelegate::openURLs(const QByteArrayList& texts) const {

@@ -33,7 +33,7 @@ public:
     /// by the first link.
     void applicationDidFinishLaunching();
 
-    /// Links that have arrived by now are still routed; then the settings are saved once.
+    /// The settings are saved once; then the links that have arrived by now are still routed.
     void applicationWillTerminate();
 
     /// Routes each link in order, without a source application; text that is no link is dropped.

@@ -178,8 +178,6 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
     });
     startAnew = [&delegate](Restart::Legacy next) {
         next.lastActiveBundleID = shared::sourceAppTracker().lastActiveBundleID();
-        // The bus may start another program as soon as this one has given up its name.
-        shared::rulesStore().performSave();
         delegate.applicationWillTerminate();
         Restart::execute(next);
     };

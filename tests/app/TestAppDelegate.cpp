@@ -127,7 +127,7 @@ void TestAppDelegate::stop_takesTheLastLinksBeforeItSaves() {
     rig.log.clear();
     rig.linkSource.onStop = [&rig] { rig.linkSource.handlers.getURL("https://late", {}); };
     rig.delegate.applicationWillTerminate();
-    QCOMPARE(rig.log, (QStringList{"https://late from []", "link source stopped", "saved"}));
+    QCOMPARE(rig.log, (QStringList{"saved", "https://late from []", "link source stopped"}));
 }
 
 void TestAppDelegate::quit_isHandedOn() {

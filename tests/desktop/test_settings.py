@@ -12,7 +12,7 @@ import time
 from gi.repository import GLib
 
 from harness import processes, settings
-from harness.case import BROWSER, OTHER_BROWSER, DesktopTest, main
+from harness.case import BROWSER, OTHER_BROWSER, PROGRAM_ID, DesktopTest, main
 from harness.processes import wait_until
 from harness.settings import rule, rules_document
 
@@ -321,6 +321,10 @@ class NoPlaceToWrite(DesktopTest):
     def run_for_one_link(self, desktop):
         """Only processes of the desktop's own user may use its bus, so everything goes through programs inside."""
         router = desktop.start_router(wait=False)
+        question = ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path", "/",
+                    "--method", "org.freedesktop.DBus.NameHasOwner", PROGRAM_ID]
+        # Else the link could start another program, and this one end before it is ready to be told to.
+        wait_until(lambda: b"true" in desktop.run(question).stdout, "the program on the bus", detail=desktop.describe)
         done = desktop.run([desktop.program, LINK])
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertIsNone(router.poll())
