@@ -57,7 +57,7 @@ Sheet::Sheet(QWidget* content, QWidget* host)
     cover();
     show();
     raise();
-    focusNextPrevChild(true);
+    Sheet::focusNextPrevChild(true);
 }
 
 void Sheet::dismiss() {

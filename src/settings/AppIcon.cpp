@@ -11,10 +11,10 @@ QIcon appIcon(const QString& nameOrPath) {
     if (QDir::isAbsolutePath(nameOrPath)) {
         if (QFileInfo(nameOrPath).isFile())
             return QIcon(nameOrPath);
-    } else if (const QIcon themed = QIcon::fromTheme(nameOrPath); !themed.isNull()) {
+    } else if (QIcon themed = QIcon::fromTheme(nameOrPath); !themed.isNull()) {
         return themed;
     }
-    const QIcon generic = QIcon::fromTheme(QStringLiteral("application-x-executable"));
+    QIcon generic = QIcon::fromTheme(QStringLiteral("application-x-executable"));
     return generic.isNull() ? QApplication::style()->standardIcon(QStyle::SP_FileIcon) : generic;
 }
 

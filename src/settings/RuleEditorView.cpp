@@ -130,7 +130,7 @@ private:
 };
 
 RuleEditorView::RuleEditorView(RulesStore& store, BrowserDetector& detector, InstalledAppDetector& appDetector,
-                               std::optional<Rule> rule, QWidget* parent)
+                               const std::optional<Rule>& rule, QWidget* parent)
     : QWidget(parent)
     , m_editor(new RuleEditor(store, rule))
     , m_isNew(!rule) {

@@ -27,7 +27,7 @@ class RuleEditorView : public QWidget {
 public:
     /// Without a rule it makes a new one.
     RuleEditorView(RulesStore& store, BrowserDetector& detector, InstalledAppDetector& appDetector,
-                   std::optional<Rule> rule, QWidget* parent = nullptr);
+                   const std::optional<Rule>& rule, QWidget* parent = nullptr);
 
 Q_SIGNALS:
     /// The sheet is done with: saved, or given up.

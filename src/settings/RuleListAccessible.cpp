@@ -190,7 +190,8 @@ public:
         const RuleListModel& model = list->model();
         QObject::connect(&model, &QAbstractItemModel::rowsInserted, &m_context,
                          [this](const QModelIndex&, int first, int last) {
-                             m_items.insert(m_items.begin() + first, static_cast<std::size_t>(last - first + 1), 0);
+                             m_items.insert(m_items.begin() + first,
+                                            static_cast<std::size_t>(last) + 1 - static_cast<std::size_t>(first), 0);
                              tellOrder();
                          });
         QObject::connect(&model, &QAbstractItemModel::rowsRemoved, &m_context,
