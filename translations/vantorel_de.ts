@@ -201,7 +201,7 @@
     </message>
     <message>
         <source>Rules are checked top-to-bottom. First match wins. Double-click to edit, drag the handle to reorder.</source>
-        <translation>Regeln werden von oben nach unten geprüft; die erste passende gilt. Zum Bearbeiten doppelklicken, zum Umordnen am Griff ziehen.</translation>
+        <translation>Die erste passende Regel von oben gilt. Zum Bearbeiten doppelklicken, zum Umordnen am Griff ziehen.</translation>
     </message>
     <message>
         <source>Vantorel is the default browser.</source>
@@ -209,7 +209,7 @@
     </message>
     <message>
         <source>Set as Default Browser</source>
-        <translation>Als Standardbrowser festlegen</translation>
+        <translation>Als Standard festlegen</translation>
     </message>
     <message>
         <source>Getting Started</source>
@@ -229,7 +229,7 @@
     </message>
     <message>
         <source>Use the button above so Vantorel receives links first.</source>
-        <translation>Über den Knopf oben erhält Vantorel jeden Link zuerst.</translation>
+        <translation>Mit dem Knopf oben kommen Links zuerst zu Vantorel.</translation>
     </message>
     <message>
         <source>Choose a fallback</source>
@@ -245,7 +245,7 @@
     </message>
     <message>
         <source>Create site or app-based rules to open links in the right browser.</source>
-        <translation>Regeln für Websites oder Apps öffnen Links im richtigen Browser.</translation>
+        <translation>Nach Website oder App öffnet sich der richtige Browser.</translation>
     </message>
     <message>
         <source>No routing rules yet</source>
