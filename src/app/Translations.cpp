@@ -23,8 +23,8 @@ void install(const QString& file, const QString& folder) {
 
 std::optional<QString> translationFor(const QStringList& languages) {
     for (const QString& language : languages) {
-        // What comes after English is for programs that speak none.
-        if (language == u"C" || QLocale(language).language() == QLocale::English)
+        // What comes after English is for programs that speak none. (A language that Qt does not know comes as "C".)
+        if (QLocale(language).language() == QLocale::English)
             return std::nullopt;
         // "de_AT" can read "de".
         QString name = QString(language).replace(u'-', u'_');

@@ -219,7 +219,8 @@ private Q_SLOTS:
         QTest::newRow("a script") << QStringList{"ar-Arab-EG"} << "ar";
         QTest::newRow("not the first") << QStringList{"tlh", "he-IL", "ja-JP"} << "ja";
         QTest::newRow("English needs none") << QStringList{"en-GB", "de"} << "";
-        QTest::newRow("C is English") << QStringList{"C", "de"} << "";
+        QTest::newRow("C is English") << QStringList{"C"} << "";
+        QTest::newRow("one that Qt does not know") << QStringList{"C", "ja-JP"} << "ja";
         QTest::newRow("none spoken") << QStringList{"he-IL", "he"} << "";
         QTest::newRow("longer than a language") << QStringList{"deu_X"} << "";
     }
