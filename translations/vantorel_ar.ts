@@ -193,7 +193,7 @@
     <name>vantorel::SettingsView</name>
     <message>
         <source>Vantorel by %1</source>
-        <translation>Vantorel من %1</translation>
+        <translation>‏Vantorel من %1</translation>
     </message>
     <message>
         <source>Routing Rules</source>
@@ -205,7 +205,7 @@
     </message>
     <message>
         <source>Vantorel is the default browser.</source>
-        <translation>Vantorel هو المتصفح المبدئي.</translation>
+        <translation>‏Vantorel هو المتصفح المبدئي.</translation>
     </message>
     <message>
         <source>Set as Default Browser</source>

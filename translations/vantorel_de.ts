@@ -267,7 +267,7 @@ Eine App-Regel leitet alle Links weiter, die eine bestimmte App öffnet.</transl
     </message>
     <message>
         <source>Choose fallback browser…</source>
-        <translation>Ersatzbrowser wählen&#xa0;…</translation>
+        <translation>Browser wählen&#xa0;…</translation>
     </message>
     <message>
         <source>Tips</source>
