@@ -1,5 +1,6 @@
 #include "app/Shared.h"
 
+#include "app/Translations.h"
 #include "controls/Style.h"
 #include "discovery/BrowserDetector.h"
 #include "discovery/InstalledAppDetector.h"
@@ -32,6 +33,7 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QLocale>
 #include <QWindow>
 
 #include <cstdio>
@@ -186,6 +188,7 @@ DesktopSystemSettings& systemSettings() {
 }
 
 QWidget* makeSettingsView() {
+    installTranslation(QLocale::system().uiLanguages());
     if (Style::isWanted())
         QApplication::setStyle(new Style);
     followColorScheme();

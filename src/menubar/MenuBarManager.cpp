@@ -33,13 +33,15 @@ void MenuBarManager::openSettings() {
 }
 
 void MenuBarManager::makeSettings() {
+    // Whoever makes the content first sees to the language of all texts.
+    QWidget* const content = m_makeContent();
     m_settings = std::make_unique<QWidget>();
     m_settings->setWindowTitle(
         QCoreApplication::translate("MenuBarManager", "Vantorel \u2014 Settings", "title of the settings window"));
     m_settings->setMinimumSize(kSmallestSettingsSize);
     auto* const layout = new QVBoxLayout(m_settings.get());
     layout->setContentsMargins({});
-    layout->addWidget(m_makeContent());
+    layout->addWidget(content);
     QRect place({}, kSettingsSize);
     place.moveCenter(QGuiApplication::primaryScreen()->availableGeometry().center());
     m_settings->setGeometry(place);

@@ -182,7 +182,7 @@ QString RuleEditor::patternPlaceholder() const {
         text = tr("e.g.  https?://[^/]+\\.example\\.com/.*, ^https://accounts\\.google\\.com");
         break;
     }
-    return m_sourceAppBundleID.isEmpty() ? text : text + tr(" — or leave empty to match all URLs");
+    return m_sourceAppBundleID.isEmpty() ? text : tr("%1 — or leave empty to match all URLs").arg(text);
 }
 
 RuleEditor::Caption RuleEditor::caption() const {

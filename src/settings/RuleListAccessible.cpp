@@ -16,21 +16,11 @@ namespace vantorel {
 
 namespace {
 
-QString editAction() {
-    return QCoreApplication::translate("RuleList", "Edit");
-}
-
-QString deleteAction() {
-    return QCoreApplication::translate("RuleList", "Delete");
-}
-
-QString moveUpAction() {
-    return QCoreApplication::translate("RuleList", "Move Up");
-}
-
-QString moveDownAction() {
-    return QCoreApplication::translate("RuleList", "Move Down");
-}
+// Actions are called by these names in every language; what the user reads of them is translated.
+constexpr const char* kEdit = QT_TRANSLATE_NOOP("RuleList", "Edit");
+constexpr const char* kDelete = QT_TRANSLATE_NOOP("RuleList", "Delete");
+constexpr const char* kMoveUp = QT_TRANSLATE_NOOP("RuleList", "Move Up");
+constexpr const char* kMoveDown = QT_TRANSLATE_NOOP("RuleList", "Move Down");
 
 // What an item and its check box have in common: a rule of a list, wherever it has moved to.
 class Part : public QAccessibleInterface, public QAccessibleActionInterface {
@@ -134,8 +124,10 @@ public:
         if (const auto app = list().model().appName(row()))
             parts.append(*app);
         if (!rule().pattern.isEmpty())
-            parts.append(matchTypeName(rule().matchType) + QStringLiteral(": ") + rule().pattern);
-        return parts.join(QStringLiteral(" · ")) + QStringLiteral(" → ") + list().model().browserName(row());
+            parts.append(QCoreApplication::translate("RuleList", "%1: %2", "match type and pattern")
+                             .arg(matchTypeName(rule().matchType), rule().pattern));
+        return QCoreApplication::translate("RuleList", "%1 → %2", "what a rule matches, and its browser")
+            .arg(parts.join(QStringLiteral(" · ")), list().model().browserName(row()));
     }
 
     QAccessible::State state() const override {
@@ -152,11 +144,17 @@ public:
     }
 
     QStringList actionNames() const override {
-        return {pressAction(), editAction(), deleteAction(), moveUpAction(), moveDownAction(), setFocusAction()};
+        QStringList names = {pressAction()};
+        for (const char* const own : {kEdit, kDelete, kMoveUp, kMoveDown})
+            names.append(QString::fromLatin1(own));
+        return names << setFocusAction();
     }
     QString localizedActionName(const QString& action) const override {
-        return action == pressAction() ? QCoreApplication::translate("RuleList", "Select")
-                                       : QAccessibleActionInterface::localizedActionName(action);
+        if (action == pressAction())
+            return QCoreApplication::translate("RuleList", "Select");
+        if (action == setFocusAction())
+            return QAccessibleActionInterface::localizedActionName(action);
+        return QCoreApplication::translate("RuleList", action.toLatin1().constData());
     }
     void doAction(const QString& action) override {
         if (!isValid())
@@ -164,13 +162,13 @@ public:
         if (action == pressAction() || action == setFocusAction()) {
             list().select(row());
             list().setFocus();
-        } else if (action == editAction()) {
+        } else if (action == QLatin1StringView(kEdit)) {
             list().edit(row());
-        } else if (action == deleteAction()) {
+        } else if (action == QLatin1StringView(kDelete)) {
             list().remove(row());
-        } else if (action == moveUpAction()) {
+        } else if (action == QLatin1StringView(kMoveUp)) {
             list().moveBy(row(), -1);
-        } else if (action == moveDownAction()) {
+        } else if (action == QLatin1StringView(kMoveDown)) {
             list().moveBy(row(), 1);
         }
     }

@@ -198,7 +198,9 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
         }
     }
     if (hasPattern) {
-        write(matchTypeName(m_rule.matchType) + u':', caption, theme::Tone::secondary, targetWidth);
+        write(QCoreApplication::translate("RuleRow", "%1:", "match type, before a pattern")
+                  .arg(matchTypeName(m_rule.matchType)),
+              caption, theme::Tone::secondary, targetWidth);
         take(kSpace);
         write(m_rule.pattern, theme::font(theme::Type::monospacedCaption, font()), theme::Tone::blue, targetWidth);
         take(kSpace);

@@ -198,7 +198,10 @@ QWidget* SettingsView::makeFooter() {
 
     auto* const label = new Text(tr("Fallback:"), theme::Type::callout, theme::Tone::primary, footer);
     m_fallback = new BrowserPicker(m_detector, tr("Choose fallback browser…"), footer);
-    m_fallback->setFixedWidth(kFallbackWidth);
+    // Long words beside it take of its room where the window is narrow.
+    m_fallback->setMinimumContentsLength(kFallbackWidth);
+    m_fallback->setMaximumWidth(kFallbackWidth);
+    m_fallback->setMinimumWidth(kFallbackWidth / 2);
     label->setBuddy(m_fallback);
     connect(m_fallback, &BrowserPicker::selectedBundleIDChanged, this, [this](const QString& id) {
         m_store.setFallbackBrowserID(id);
