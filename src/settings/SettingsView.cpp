@@ -57,9 +57,7 @@ SettingsView::SettingsView(RulesStore& store, BrowserDetector& detector, Install
     , m_systemSettings(systemSettings)
     , m_rules(new RuleListModel(store, detector, appDetector)) {
     m_rules->setParent(this);
-    // Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most.
     setFocusPolicy(Qt::ClickFocus);
-    setFocus();
     auto* const column = columnIn(this, 0);
     column->addWidget(makeToolbar());
     column->addWidget(m_tipsBanner = makeTipsBanner());
@@ -70,6 +68,14 @@ SettingsView::SettingsView(RulesStore& store, BrowserDetector& detector, Install
 
     refresh();
     connect(&m_store, &RulesStore::changed, this, &SettingsView::refresh);
+}
+
+// Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most. Only
+// in its window the view can be given it.
+void SettingsView::showEvent(QShowEvent* event) {
+    if (!window()->focusWidget())
+        setFocus();
+    QWidget::showEvent(event);
 }
 
 // -- sections, from top to bottom -------------------------------------------------------------------------------------
