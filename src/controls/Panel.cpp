@@ -58,7 +58,7 @@ NumberedCard::NumberedCard(const QString& number, const QString& title, const QS
         text->setWordWrap(true);
     grid->addWidget(disc, 0, 0, Qt::AlignTop);
     grid->addWidget(titleText, 0, 1);
-    grid->addWidget(detailText, 1, 1, Qt::AlignTop);
+    grid->addWidget(detailText, 1, 0, 1, 2, Qt::AlignTop);
     grid->setColumnStretch(1, 1);
     grid->setRowStretch(1, 1);
 }

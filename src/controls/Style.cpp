@@ -96,7 +96,7 @@ QSize Style::sizeFromContents(ContentsType type, const QStyleOption* option, con
     if (type == CT_PushButton || type == CT_ComboBox || type == CT_LineEdit)
         result.setHeight(std::max(result.height(), kControlHeight));
     if (type == CT_PushButton)
-        result.rwidth() += 8;
+        result.rwidth() += 16;
     if (type == CT_ItemViewItem)
         result.setHeight(std::max(result.height(), kControlHeight - 2));
     return result;

@@ -82,18 +82,15 @@ void SettingsView::showEvent(QShowEvent* event) {
 
 QWidget* SettingsView::makeToolbar() {
     auto* const toolbar = new QWidget(this);
-    auto* const row = rowIn(toolbar, 12);
-    row->setContentsMargins(kMargin, 14, kMargin, 12);
+    auto* const column = columnIn(toolbar, 3);
+    column->setContentsMargins(kMargin, 14, kMargin, 12);
+    auto* const row = new QHBoxLayout;
+    row->setSpacing(12);
     auto* const texts = new QVBoxLayout;
     texts->setSpacing(3);
     texts->addWidget(new Text(tr("Vantorel by %1").arg(QLatin1StringView(kMakersDomain)), theme::Type::headline,
                               theme::Tone::primary, toolbar));
     texts->addWidget(new Text(tr("Routing Rules"), theme::Type::subheadline, theme::Tone::primary, toolbar));
-    auto* const explanation = new Text(
-        tr("Rules are checked top-to-bottom. First match wins. Double-click to edit, drag the handle to reorder."),
-        theme::Type::caption, theme::Tone::secondary, toolbar);
-    explanation->setWordWrap(true);
-    texts->addWidget(explanation);
     row->addLayout(texts, 1);
 
     auto* const side = new QHBoxLayout;
@@ -106,6 +103,14 @@ QWidget* SettingsView::makeToolbar() {
     side->addWidget(m_defaultMark);
     side->addWidget(button);
     row->addLayout(side);
+    column->addLayout(row);
+
+    // Below the button, not beside it: the whole width is just enough for one line.
+    auto* const explanation = new Text(
+        tr("Rules are checked top-to-bottom. First match wins. Double-click to edit, drag the handle to reorder."),
+        theme::Type::caption, theme::Tone::secondary, toolbar);
+    explanation->setWordWrap(true);
+    column->addWidget(explanation);
 
     const auto mark = [this] { m_defaultMark->setVisible(m_systemSettings.isDefaultBrowser()); };
     connect(&m_systemSettings, &SystemSettings::defaultBrowserChanged, this, mark);
@@ -176,7 +181,7 @@ QWidget* SettingsView::makeContent() {
 QWidget* SettingsView::makeEmptyState() {
     auto* const area = new QWidget(this);
     auto* const column = columnIn(area, 8);
-    column->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
+    column->setContentsMargins(kMargin, kMargin / 2, kMargin, kMargin / 2);
     auto* const title = new Text(tr("No routing rules yet"), theme::Type::headline, theme::Tone::primary, area);
     auto* const explanation = new Text(tr("Add a URL rule to send matching links to a specific browser.\n"
                                           "Add an app rule to route all links opened by a specific app."),
