@@ -11,6 +11,7 @@
 #include <QStyleOption>
 
 #include <algorithm>
+#include <cmath>
 
 namespace vantorel {
 
@@ -19,6 +20,7 @@ namespace {
 constexpr int kControlHeight = 30;
 constexpr int kScrollBarWidth = 10;
 constexpr int kChevrons = 14;
+constexpr float kLeastDifference = 0.25F; // in lightness, between a text and what it is on
 
 QRectF crisp(const QRect& rect) {
     return QRectF(rect).adjusted(0.5, 0.5, -0.5, -0.5);
@@ -70,6 +72,25 @@ void Style::polish(QWidget* widget) {
     QProxyStyle::polish(widget);
     if (qobject_cast<QComboBox*>(widget) || qobject_cast<QPushButton*>(widget))
         widget->setAttribute(Qt::WA_Hover);
+}
+
+// A theme that does not name the colour of a placeholder, or of what is disabled, gets the toolkit's: that is meant for
+// a light desktop and invisible on a dark one.
+void Style::polish(QPalette& palette) {
+    QProxyStyle::polish(palette);
+    const auto mend = [&palette](QPalette::ColorGroup group, QPalette::ColorRole role, QPalette::ColorRole textRole,
+                                 QPalette::ColorRole backgroundRole) {
+        const QColor text = palette.color(QPalette::Active, textRole);
+        const QColor background = palette.color(QPalette::Active, backgroundRole);
+        const QColor found = theme::mixed(background, palette.color(group, role), palette.color(group, role).alphaF());
+        if (std::abs(found.lightnessF() - background.lightnessF()) < kLeastDifference)
+            palette.setColor(group, role, theme::mixed(text, background, 0.4));
+    };
+    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled})
+        mend(group, QPalette::PlaceholderText, QPalette::Text, QPalette::Base);
+    mend(QPalette::Disabled, QPalette::WindowText, QPalette::WindowText, QPalette::Window);
+    mend(QPalette::Disabled, QPalette::Text, QPalette::Text, QPalette::Base);
+    mend(QPalette::Disabled, QPalette::ButtonText, QPalette::ButtonText, QPalette::Button);
 }
 
 int Style::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const {
