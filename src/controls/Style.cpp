@@ -3,6 +3,7 @@
 #include "controls/Symbol.h"
 #include "controls/Theme.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QComboBox>
 #include <QPainter>
@@ -165,6 +166,9 @@ void Style::drawPrimitive(PrimitiveElement element, const QStyleOption* option, 
     case PE_PanelButtonCommand: paintBevel(painter, *option); return;
     case PE_FrameDefaultButton: return;
     case PE_FrameFocusRect:
+        // The line of a list that has the focus is filled with the accent already.
+        if (qobject_cast<const QAbstractItemView*>(widget))
+            return;
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
         paintRing(painter, option->rect, option->palette);
