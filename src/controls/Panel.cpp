@@ -6,6 +6,8 @@
 #include <QGridLayout>
 #include <QPainter>
 
+#include <algorithm>
+
 namespace vantorel {
 
 namespace {
@@ -14,7 +16,8 @@ class Disc : public Text {
 public:
     Disc(const QString& text, QWidget* parent) : Text(text, theme::Type::caption, theme::Tone::onAccent, parent) {
         setAlignment(Qt::AlignCenter);
-        setFixedSize(20, 20);
+        const int side = std::max(20, fontMetrics().height() + 2);
+        setFixedSize(side, side);
     }
 
 protected:
