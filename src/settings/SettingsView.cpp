@@ -31,6 +31,7 @@ constexpr auto kMakersDomain = "qorbex.com";
 constexpr int kMargin = 16;
 constexpr int kFallbackWidth = 200;
 constexpr int kEmptySymbol = 42;
+constexpr int kLeastContent = 100; // high
 
 QHBoxLayout* rowIn(QWidget* area, int spacing) {
     auto* const row = new QHBoxLayout(area);
@@ -60,7 +61,8 @@ SettingsView::SettingsView(RulesStore& store, BrowserDetector& detector, Install
     setFocusPolicy(Qt::ClickFocus);
     auto* const column = columnIn(this, 0);
     column->addWidget(makeToolbar());
-    column->addWidget(m_tipsBanner = makeTipsBanner());
+    // It scrolls where there is no room for all of it, as does the list below.
+    column->addWidget(m_tipsBanner = new FittingScrollArea(makeTipsBanner(), this));
     column->addWidget(new Divider(Qt::Horizontal, this));
     column->addWidget(makeContent(), 1);
     column->addWidget(new Divider(Qt::Horizontal, this));
@@ -159,6 +161,9 @@ QWidget* SettingsView::makeTipsBanner() {
 
 QWidget* SettingsView::makeContent() {
     auto* const content = new QWidget(this);
+    // It takes what is left: the tips above scroll only where that would be less.
+    content->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
+    content->setMinimumHeight(kLeastContent);
     m_content = new QStackedLayout(content);
     m_list = new RuleList(
         *m_rules,
@@ -209,8 +214,11 @@ QWidget* SettingsView::makeFooter() {
 
     auto* const label = new Text(tr("Fallback:"), theme::Type::callout, theme::Tone::primary, footer);
     m_fallback = new BrowserPicker(m_detector, tr("Choose fallback browser…"), footer);
-    m_fallback->setFixedWidth(kFallbackWidth);
+    // In a narrow window, and with large letters, it gives way.
+    m_fallback->setMaximumWidth(kFallbackWidth);
+    m_fallback->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     label->setBuddy(m_fallback);
+    label->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
     connect(m_fallback, &BrowserPicker::selectedBundleIDChanged, this, [this](const QString& id) {
         m_store.setFallbackBrowserID(id);
         m_store.scheduleSave();
@@ -240,7 +248,7 @@ QWidget* SettingsView::makeFooter() {
     fallback->setSpacing(8);
     fallback->addWidget(label);
     fallback->addWidget(m_fallback);
-    row->addLayout(fallback);
+    row->addLayout(fallback, 1);
     row->addStretch();
     row->addWidget(m_tips);
     row->addWidget(m_debugMode);
