@@ -1,8 +1,10 @@
 #include "controls/FittingScrollArea.h"
 
-#include <QEvent>
+#include <QResizeEvent>
+#include <QScrollBar>
 
 #include <algorithm>
+#include <utility>
 
 namespace vantorel {
 
@@ -28,12 +30,20 @@ FittingScrollArea::FittingScrollArea(QWidget* content, QWidget* parent) : QScrol
 QSize FittingScrollArea::sizeHint() const {
     QSize size = widget()->sizeHint().expandedTo(widget()->minimumSize());
     if (widget()->hasHeightForWidth())
-        size.setHeight(widget()->heightForWidth(std::max(width(), size.width())));
+        size.setHeight(widget()->heightForWidth(m_width > 0 ? m_width : size.width()));
     return size;
 }
 
 QSize FittingScrollArea::minimumSizeHint() const {
-    return {widget()->minimumSizeHint().width(), std::min(kLeastHeight, sizeHint().height())};
+    const int bar = verticalScrollBar()->sizeHint().width();
+    return {widget()->minimumSizeHint().width() + bar, std::min(kLeastHeight, sizeHint().height())};
+}
+
+// The height that the content wants depends on the width.
+void FittingScrollArea::resizeEvent(QResizeEvent* event) {
+    QScrollArea::resizeEvent(event);
+    if (std::exchange(m_width, width()) != width())
+        updateGeometry();
 }
 
 bool FittingScrollArea::eventFilter(QObject* watched, QEvent* event) {

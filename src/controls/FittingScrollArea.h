@@ -15,7 +15,11 @@ public:
     QSize minimumSizeHint() const override;
 
 protected:
+    void resizeEvent(QResizeEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    int m_width = 0; // once it has been laid out
 };
 
 } // namespace vantorel

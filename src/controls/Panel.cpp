@@ -6,6 +6,8 @@
 #include <QGridLayout>
 #include <QPainter>
 
+#include <algorithm>
+
 namespace vantorel {
 
 namespace {
@@ -14,7 +16,8 @@ class Disc : public Text {
 public:
     Disc(const QString& text, QWidget* parent) : Text(text, theme::Type::caption, theme::Tone::onAccent, parent) {
         setAlignment(Qt::AlignCenter);
-        setFixedSize(20, 20);
+        const int side = std::max(20, fontMetrics().height() + 2);
+        setFixedSize(side, side);
     }
 
 protected:
@@ -58,7 +61,7 @@ NumberedCard::NumberedCard(const QString& number, const QString& title, const QS
         text->setWordWrap(true);
     grid->addWidget(disc, 0, 0, Qt::AlignTop);
     grid->addWidget(titleText, 0, 1);
-    grid->addWidget(detailText, 1, 1, Qt::AlignTop);
+    grid->addWidget(detailText, 1, 0, 1, 2, Qt::AlignTop);
     grid->setColumnStretch(1, 1);
     grid->setRowStretch(1, 1);
 }

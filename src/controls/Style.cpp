@@ -3,6 +3,7 @@
 #include "controls/Symbol.h"
 #include "controls/Theme.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QComboBox>
 #include <QPainter>
@@ -11,6 +12,7 @@
 #include <QStyleOption>
 
 #include <algorithm>
+#include <cmath>
 
 namespace vantorel {
 
@@ -19,6 +21,7 @@ namespace {
 constexpr int kControlHeight = 30;
 constexpr int kScrollBarWidth = 10;
 constexpr int kChevrons = 14;
+constexpr float kLeastDifference = 0.25F; // in lightness, between a text and what it is on
 
 QRectF crisp(const QRect& rect) {
     return QRectF(rect).adjusted(0.5, 0.5, -0.5, -0.5);
@@ -72,6 +75,25 @@ void Style::polish(QWidget* widget) {
         widget->setAttribute(Qt::WA_Hover);
 }
 
+// A theme that does not name the colour of a placeholder, or of what is disabled, gets the toolkit's: that is meant for
+// a light desktop and invisible on a dark one.
+void Style::polish(QPalette& palette) {
+    QProxyStyle::polish(palette);
+    const auto mend = [&palette](QPalette::ColorGroup group, QPalette::ColorRole role, QPalette::ColorRole textRole,
+                                 QPalette::ColorRole backgroundRole) {
+        const QColor text = palette.color(QPalette::Active, textRole);
+        const QColor background = palette.color(QPalette::Active, backgroundRole);
+        const QColor found = theme::mixed(background, palette.color(group, role), palette.color(group, role).alphaF());
+        if (std::abs(found.lightnessF() - background.lightnessF()) < kLeastDifference)
+            palette.setColor(group, role, theme::mixed(text, background, 0.4));
+    };
+    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled})
+        mend(group, QPalette::PlaceholderText, QPalette::Text, QPalette::Base);
+    mend(QPalette::Disabled, QPalette::WindowText, QPalette::WindowText, QPalette::Window);
+    mend(QPalette::Disabled, QPalette::Text, QPalette::Text, QPalette::Base);
+    mend(QPalette::Disabled, QPalette::ButtonText, QPalette::ButtonText, QPalette::Button);
+}
+
 int Style::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const {
     switch (metric) {
     case PM_ScrollBarExtent: return kScrollBarWidth;
@@ -96,7 +118,7 @@ QSize Style::sizeFromContents(ContentsType type, const QStyleOption* option, con
     if (type == CT_PushButton || type == CT_ComboBox || type == CT_LineEdit)
         result.setHeight(std::max(result.height(), kControlHeight));
     if (type == CT_PushButton)
-        result.rwidth() += 8;
+        result.rwidth() += 16;
     if (type == CT_ItemViewItem)
         result.setHeight(std::max(result.height(), kControlHeight - 2));
     return result;
@@ -144,6 +166,9 @@ void Style::drawPrimitive(PrimitiveElement element, const QStyleOption* option, 
     case PE_PanelButtonCommand: paintBevel(painter, *option); return;
     case PE_FrameDefaultButton: return;
     case PE_FrameFocusRect:
+        // The line of a list that has the focus is filled with the accent already.
+        if (qobject_cast<const QAbstractItemView*>(widget))
+            return;
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
         paintRing(painter, option->rect, option->palette);

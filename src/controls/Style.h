@@ -16,6 +16,8 @@ public:
     static bool isWanted();
 
     void polish(QWidget* widget) override;
+    /// Mends texts of the palette that could not be read.
+    void polish(QPalette& palette) override;
     using QProxyStyle::polish;
 
     int pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const override;

@@ -119,7 +119,8 @@ void Switch::paintEvent(QPaintEvent*) {
                         knob);
     painter.setBrush(QColor(0, 0, 0, 40));
     painter.drawEllipse(circle.translated(0, 0.75));
-    painter.setBrush(Qt::white);
+    // On an accent on which texts are black the knob is black as well.
+    painter.setBrush(m_place > 0.5 ? theme::color(theme::Tone::onAccent, colors) : QColor(Qt::white));
     painter.drawEllipse(circle);
 
     if (hasFocus()) {

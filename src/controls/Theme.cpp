@@ -7,17 +7,11 @@
 #include <QWidget>
 
 #include <algorithm>
+#include <cmath>
 
 namespace vantorel {
 
 namespace {
-
-QColor mixed(const QColor& a, const QColor& b, qreal shareOfB) {
-    const auto mix = [shareOfB](float x, float y) {
-        return static_cast<float>(static_cast<qreal>(x) * (1 - shareOfB) + static_cast<qreal>(y) * shareOfB);
-    };
-    return QColor::fromRgbF(mix(a.redF(), b.redF()), mix(a.greenF(), b.greenF()), mix(a.blueF(), b.blueF()));
-}
 
 QColor withAlpha(QColor color, qreal alpha) {
     color.setAlphaF(static_cast<float>(alpha));
@@ -41,20 +35,32 @@ bool theme::isDark(const QPalette& palette) {
     return palette.color(QPalette::Window).lightnessF() < palette.color(QPalette::WindowText).lightnessF();
 }
 
+bool theme::isHighContrast(const QPalette& palette) {
+    const float text = palette.color(QPalette::WindowText).lightnessF();
+    return std::abs(text - palette.color(QPalette::Window).lightnessF()) > 0.98F;
+}
+
+QColor theme::mixed(const QColor& a, const QColor& b, qreal shareOfB) {
+    const auto mix = [shareOfB](float x, float y) {
+        return static_cast<float>(static_cast<qreal>(x) * (1 - shareOfB) + static_cast<qreal>(y) * shareOfB);
+    };
+    return QColor::fromRgbF(mix(a.redF(), b.redF()), mix(a.greenF(), b.greenF()), mix(a.blueF(), b.blueF()));
+}
+
 QColor theme::color(Tone tone, const QPalette& palette) {
     const QColor text = palette.color(QPalette::WindowText), window = palette.color(QPalette::Window);
-    const bool dark = isDark(palette);
+    const bool dark = isDark(palette), strong = isHighContrast(palette);
     switch (tone) {
     case Tone::primary: return text;
-    case Tone::secondary: return mixed(text, window, 0.28);
-    case Tone::tertiary: return mixed(text, window, 0.36);
+    case Tone::secondary: return mixed(text, window, strong ? 0.1 : 0.28);
+    case Tone::tertiary: return mixed(text, window, strong ? 0.2 : 0.36);
     case Tone::accent: return palette.color(QPalette::Highlight);
     case Tone::onAccent: return palette.color(QPalette::HighlightedText);
     case Tone::blue: return dark ? QColor(0x7a, 0xb8, 0xff) : QColor(0x0a, 0x5b, 0xc4);
     case Tone::purple: return dark ? QColor(0xd0, 0xa5, 0xf7) : QColor(0x80, 0x2f, 0xb8);
     case Tone::red: return dark ? QColor(0xff, 0x8a, 0x80) : QColor(0xbf, 0x21, 0x17);
-    case Tone::outline: return withAlpha(text, dark ? 0.18 : 0.2);
-    case Tone::separator: return withAlpha(text, 0.12);
+    case Tone::outline: return withAlpha(text, strong ? 0.7 : dark ? 0.18 : 0.2);
+    case Tone::separator: return withAlpha(text, strong ? 0.5 : 0.12);
     case Tone::panel: return dark ? withAlpha(Qt::white, 0.05) : withAlpha(Qt::white, 0.6);
     case Tone::hover: return withAlpha(text, 0.06);
     case Tone::pressed: return withAlpha(text, 0.13);

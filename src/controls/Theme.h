@@ -35,6 +35,12 @@ QColor color(Tone tone, const QPalette& palette);
 
 bool isDark(const QPalette& palette);
 
+/// Whether the user wants all the contrast that there is: pure black and pure white.
+bool isHighContrast(const QPalette& palette);
+
+/// Opaque, between a (at 0) and b (at 1).
+QColor mixed(const QColor& a, const QColor& b, qreal shareOfB);
+
 enum class Type { title2, headline, subheadline, body, callout, caption, monospacedCaption };
 
 QFont font(Type type, const QFont& body);

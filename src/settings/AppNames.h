@@ -19,25 +19,33 @@ inline QString appName(const QList<AppInfo>& apps, const QString& id) {
     return displayName(id, apps);
 }
 
-/// The same for very many ids: goes through the entries (BrowserInfo or AppInfo) once.
+/// The same for very many ids, and their icons: goes through the entries (BrowserInfo or AppInfo) once.
 class AppNames {
 public:
     AppNames() = default;
     template <typename Entry> explicit AppNames(const QList<Entry>& entries) {
-        m_names.reserve(entries.size());
+        m_known.reserve(entries.size());
         for (const Entry& entry : entries) {
-            if (!m_names.contains(entry.id))
-                m_names.insert(entry.id, entry.name);
+            if (!m_known.contains(entry.id))
+                m_known.insert(entry.id, {.name = entry.name, .icon = entry.icon});
         }
     }
 
     QString nameOf(const QString& id) const {
-        const auto found = m_names.constFind(id);
-        return found == m_names.constEnd() ? displayName(id, QList<AppInfo>()) : *found;
+        const auto found = m_known.constFind(id);
+        return found == m_known.constEnd() ? displayName(id, QList<AppInfo>()) : found->name;
     }
 
+    /// What appIcon() takes; empty for what is not installed.
+    QString iconOf(const QString& id) const { return m_known.value(id).icon; }
+
 private:
-    QHash<QString, QString> m_names; // by id
+    struct Known {
+        QString name;
+        QString icon;
+    };
+
+    QHash<QString, Known> m_known; // by id
 };
 
 } // namespace vantorel

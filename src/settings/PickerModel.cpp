@@ -41,14 +41,17 @@ public:
     LateIconEngine(QString name, PickerModel::MakeIcon make) : m_name(std::move(name)), m_make(std::move(make)) { }
 
     void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State state) override {
-        icon().paint(painter, rect, Qt::AlignCenter, mode, state);
+        icon().paint(painter, rect, Qt::AlignCenter, untinted(mode), state);
     }
     QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
-        return icon().pixmap(size, 1, mode, state); // the size is in pixels of the device
+        return icon().pixmap(size, 1, untinted(mode), state); // the size is in pixels of the device
     }
     QIconEngine* clone() const override { return new LateIconEngine(*this); }
 
 private:
+    // The toolkit lays the accent over the icon of a chosen line, which then is no longer that of the application.
+    static QIcon::Mode untinted(QIcon::Mode mode) { return mode == QIcon::Selected ? QIcon::Normal : mode; }
+
     const QIcon& icon() {
         if (m_make)
             m_icon = std::exchange(m_make, {})(m_name);

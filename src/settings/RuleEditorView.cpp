@@ -135,7 +135,6 @@ RuleEditorView::RuleEditorView(RulesStore& store, BrowserDetector& detector, Ins
     , m_editor(new RuleEditor(store, rule))
     , m_isNew(!rule) {
     m_editor->setParent(this);
-    setFixedWidth(kWidth);
     setWindowTitle(m_editor->title());
     auto* const column = new QVBoxLayout(this);
     column->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
@@ -148,6 +147,8 @@ RuleEditorView::RuleEditorView(RulesStore& store, BrowserDetector& detector, Ins
     m_name->setText(m_editor->name());
     m_pattern->setText(m_editor->pattern());
     refresh();
+    // Wider where letters are so large that four match types need it.
+    setFixedWidth(std::max(kWidth, layout()->minimumSize().width()));
     connect(m_editor, &RuleEditor::changed, this, &RuleEditorView::refresh);
 }
 

@@ -226,7 +226,13 @@ void RuleList::glide() {
 void RuleList::fill(Slot& slot, bool isAnother) {
     const int row = slot.index.row();
     const Rule& rule = m_model.rule(row);
-    slot.widget->display(rule, {m_model.title(row), m_model.appName(row), m_model.browserName(row)}, isAnother);
+    slot.widget->display(rule,
+                         {.title = m_model.title(row),
+                          .app = m_model.appName(row),
+                          .appIcon = m_model.appIconName(row),
+                          .browser = m_model.browserName(row),
+                          .browserIcon = m_model.browserIconName(row)},
+                         isAnother);
     slot.widget->setSelected(m_selectedRuleID == rule.id);
     slot.widget->setDragging(m_draggedRuleID == rule.id);
     if (!isAnother)

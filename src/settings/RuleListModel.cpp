@@ -96,7 +96,10 @@ void RuleListModel::followBrowsers() {
     const AppNames before = std::exchange(m_browserNames, AppNames(m_browsers.browsers()));
     eachRun(
         m_rules.size(),
-        [this, &before](qsizetype row) { return before.nameOf(rule(row).browserBundleID) != browserName(row); },
+        [this, &before](qsizetype row) {
+            const QString& id = rule(row).browserBundleID;
+            return before.nameOf(id) != browserName(row) || before.iconOf(id) != browserIconName(row);
+        },
         [this](qsizetype first, qsizetype last) { Q_EMIT dataChanged(index(first), index(last), {BrowserNameRole}); });
 }
 
@@ -105,7 +108,10 @@ void RuleListModel::followApps() {
     eachRun(
         m_rules.size(),
         [this, &before](qsizetype row) {
-            return hasApp(rule(row)) && before.nameOf(*rule(row).sourceAppBundleID) != appName(row);
+            if (!hasApp(rule(row)))
+                return false;
+            const QString& id = *rule(row).sourceAppBundleID;
+            return before.nameOf(id) != appName(row) || before.iconOf(id) != appIconName(row);
         },
         [this](qsizetype first, qsizetype last) { Q_EMIT dataChanged(index(first), index(last), {AppNameRole}); });
 }
@@ -162,6 +168,14 @@ std::optional<QString> RuleListModel::appName(int row) const {
 
 QString RuleListModel::browserName(int row) const {
     return m_browserNames.nameOf(rule(row).browserBundleID);
+}
+
+QString RuleListModel::appIconName(int row) const {
+    return hasApp(rule(row)) ? m_appNames.iconOf(*rule(row).sourceAppBundleID) : QString();
+}
+
+QString RuleListModel::browserIconName(int row) const {
+    return m_browserNames.iconOf(rule(row).browserBundleID);
 }
 
 int RuleListModel::rowOf(const QUuid& id) const {

@@ -42,6 +42,9 @@ public:
     /// Absent for a rule for links from any application.
     std::optional<QString> appName(int row) const;
     QString browserName(int row) const;
+    // As appIcon() takes them; empty for what is not installed, and without a source application.
+    QString appIconName(int row) const;
+    QString browserIconName(int row) const;
 
     /// The first row with this id; -1 without one.
     int rowOf(const QUuid& id) const;

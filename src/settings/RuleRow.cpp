@@ -3,6 +3,7 @@
 #include "controls/Switch.h"
 #include "controls/Symbol.h"
 #include "controls/Theme.h"
+#include "settings/AppIcon.h"
 #include "settings/MatchTypeName.h"
 
 #include <QApplication>
@@ -24,6 +25,7 @@ constexpr int kSwitchSlot = 38;
 constexpr int kGap = 10;
 constexpr int kHandle = 18; // the symbol; what can be grasped is larger
 constexpr int kLineGap = 3; // between title and caption
+constexpr qreal kIcon = 16; // of the browser and of the application, where the line is high enough
 constexpr qreal kSwitchScale = 0.75;
 
 constexpr qreal kDraggedOpacity = 0.55;
@@ -44,6 +46,11 @@ void RuleRow::display(const Rule& rule, Names names, bool isAnother) {
     if (!isAnother && rule == m_rule && names == m_names)
         return;
     m_rule = rule;
+    const auto iconOf = [](const QString& name) { return name.isEmpty() ? QIcon() : appIcon(name); };
+    if (names.appIcon != m_names.appIcon)
+        m_appIcon = iconOf(names.appIcon);
+    if (names.browserIcon != m_names.browserIcon)
+        m_browserIcon = iconOf(names.browserIcon);
     m_names = std::move(names);
     if (isAnother)
         m_switch->setCheckedAtOnce(rule.isEnabled);
@@ -183,12 +190,23 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
     const bool hasPattern = !m_rule.pattern.isEmpty();
     // However long the pattern is, where its links go stays readable.
     const QString target = m_names.browser;
-    const qreal targetWidth = std::min<qreal>(
-        QFontMetricsF(caption).horizontalAdvance(QStringLiteral("→") + target) + 3 * kSpace + 4, area.width() / 2);
+    const qreal side = std::min(area.height(), kIcon);
+    const qreal iconWidth = m_browserIcon.isNull() ? 0 : side + kSpace;
+    const qreal targetWidth = std::min<qreal>(QFontMetricsF(caption).horizontalAdvance(QStringLiteral("→") + target)
+                                                  + iconWidth + 3 * kSpace + 4,
+                                              area.width() / 2);
+
+    const auto paintIcon = [&](const QIcon& icon) {
+        const QRectF place = take(side);
+        const int size = qRound(side);
+        icon.paint(&painter, QRect(qRound(place.left()), qRound(area.center().y() - side / 2), size, size));
+    };
 
     if (m_names.app) {
-        const qreal side = std::min<qreal>(area.height(), 14);
-        paintSymbol(painter, take(side), Symbol::appBadge, theme::color(theme::Tone::purple, colors));
+        if (m_appIcon.isNull())
+            paintSymbol(painter, take(side - 2), Symbol::appBadge, theme::color(theme::Tone::purple, colors));
+        else
+            paintIcon(m_appIcon);
         take(kSpace - 1);
         write(*m_names.app, caption, theme::Tone::purple, targetWidth);
         take(kSpace);
@@ -207,6 +225,10 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
     }
     write(mirrored ? QStringLiteral("←") : QStringLiteral("→"), caption, theme::Tone::secondary);
     take(kSpace);
+    if (!m_browserIcon.isNull()) {
+        paintIcon(m_browserIcon);
+        take(kSpace);
+    }
     write(target, caption, theme::Tone::secondary);
 }
 

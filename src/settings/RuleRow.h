@@ -23,7 +23,9 @@ public:
     struct Names {
         QString title;
         std::optional<QString> app; ///< absent without a source application
+        QString appIcon; ///< as appIcon() takes it; empty for what is not installed
         QString browser;
+        QString browserIcon; ///< as appIcon
 
         friend bool operator==(const Names&, const Names&) = default;
     };
@@ -74,6 +76,8 @@ private:
     bool m_isFocused = false;
     std::function<void()> m_onDragStarted;
     Names m_names;
+    QIcon m_appIcon; // null where there is none, as the next
+    QIcon m_browserIcon;
     Actions m_actions;
     Switch* m_switch;
     std::optional<QPoint> m_pressedHandle; // where the button went down on it

@@ -31,6 +31,7 @@ constexpr auto kMakersDomain = "qorbex.com";
 constexpr int kMargin = 16;
 constexpr int kFallbackWidth = 200;
 constexpr int kEmptySymbol = 42;
+constexpr int kLeastContent = 100; // high
 
 QHBoxLayout* rowIn(QWidget* area, int spacing) {
     auto* const row = new QHBoxLayout(area);
@@ -57,12 +58,11 @@ SettingsView::SettingsView(RulesStore& store, BrowserDetector& detector, Install
     , m_systemSettings(systemSettings)
     , m_rules(new RuleListModel(store, detector, appDetector)) {
     m_rules->setParent(this);
-    // Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most.
     setFocusPolicy(Qt::ClickFocus);
-    setFocus();
     auto* const column = columnIn(this, 0);
     column->addWidget(makeToolbar());
-    column->addWidget(m_tipsBanner = makeTipsBanner());
+    // It scrolls where there is no room for all of it, as does the list below.
+    column->addWidget(m_tipsBanner = new FittingScrollArea(makeTipsBanner(), this));
     column->addWidget(new Divider(Qt::Horizontal, this));
     column->addWidget(makeContent(), 1);
     column->addWidget(new Divider(Qt::Horizontal, this));
@@ -72,22 +72,27 @@ SettingsView::SettingsView(RulesStore& store, BrowserDetector& detector, Install
     connect(&m_store, &RulesStore::changed, this, &SettingsView::refresh);
 }
 
+// Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most. Only
+// in its window the view can be given it.
+void SettingsView::showEvent(QShowEvent* event) {
+    if (!window()->focusWidget())
+        setFocus();
+    QWidget::showEvent(event);
+}
+
 // -- sections, from top to bottom -------------------------------------------------------------------------------------
 
 QWidget* SettingsView::makeToolbar() {
     auto* const toolbar = new QWidget(this);
-    auto* const row = rowIn(toolbar, 12);
-    row->setContentsMargins(kMargin, 14, kMargin, 12);
+    auto* const column = columnIn(toolbar, 3);
+    column->setContentsMargins(kMargin, 14, kMargin, 12);
+    auto* const row = new QHBoxLayout;
+    row->setSpacing(12);
     auto* const texts = new QVBoxLayout;
     texts->setSpacing(3);
     texts->addWidget(new Text(tr("Vantorel by %1").arg(QLatin1StringView(kMakersDomain)), theme::Type::headline,
                               theme::Tone::primary, toolbar));
     texts->addWidget(new Text(tr("Routing Rules"), theme::Type::subheadline, theme::Tone::primary, toolbar));
-    auto* const explanation = new Text(
-        tr("Rules are checked top-to-bottom. First match wins. Double-click to edit, drag the handle to reorder."),
-        theme::Type::caption, theme::Tone::secondary, toolbar);
-    explanation->setWordWrap(true);
-    texts->addWidget(explanation);
     row->addLayout(texts, 1);
 
     auto* const side = new QHBoxLayout;
@@ -100,6 +105,14 @@ QWidget* SettingsView::makeToolbar() {
     side->addWidget(m_defaultMark);
     side->addWidget(button);
     row->addLayout(side);
+    column->addLayout(row);
+
+    // Below the button, not beside it: the whole width is just enough for one line.
+    auto* const explanation = new Text(
+        tr("Rules are checked top-to-bottom. First match wins. Double-click to edit, drag the handle to reorder."),
+        theme::Type::caption, theme::Tone::secondary, toolbar);
+    explanation->setWordWrap(true);
+    column->addWidget(explanation);
 
     const auto mark = [this] { m_defaultMark->setVisible(m_systemSettings.isDefaultBrowser()); };
     connect(&m_systemSettings, &SystemSettings::defaultBrowserChanged, this, mark);
@@ -148,6 +161,9 @@ QWidget* SettingsView::makeTipsBanner() {
 
 QWidget* SettingsView::makeContent() {
     auto* const content = new QWidget(this);
+    // It takes what is left: the tips above scroll only where that would be less.
+    content->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Ignored);
+    content->setMinimumHeight(kLeastContent);
     m_content = new QStackedLayout(content);
     m_list = new RuleList(
         *m_rules,
@@ -170,7 +186,7 @@ QWidget* SettingsView::makeContent() {
 QWidget* SettingsView::makeEmptyState() {
     auto* const area = new QWidget(this);
     auto* const column = columnIn(area, 8);
-    column->setContentsMargins(kMargin, kMargin, kMargin, kMargin);
+    column->setContentsMargins(kMargin, kMargin / 2, kMargin, kMargin / 2);
     auto* const title = new Text(tr("No routing rules yet"), theme::Type::headline, theme::Tone::primary, area);
     auto* const explanation = new Text(tr("Add a URL rule to send matching links to a specific browser.\n"
                                           "Add an app rule to route all links opened by a specific app."),
@@ -203,6 +219,7 @@ QWidget* SettingsView::makeFooter() {
     m_fallback->setMaximumWidth(kFallbackWidth);
     m_fallback->setMinimumWidth(kFallbackWidth / 2);
     label->setBuddy(m_fallback);
+    label->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
     connect(m_fallback, &BrowserPicker::selectedBundleIDChanged, this, [this](const QString& id) {
         m_store.setFallbackBrowserID(id);
         m_store.scheduleSave();
@@ -232,7 +249,7 @@ QWidget* SettingsView::makeFooter() {
     fallback->setSpacing(8);
     fallback->addWidget(label);
     fallback->addWidget(m_fallback);
-    row->addLayout(fallback);
+    row->addLayout(fallback, 1);
     row->addStretch();
     row->addWidget(m_tips);
     row->addWidget(m_debugMode);

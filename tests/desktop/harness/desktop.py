@@ -60,17 +60,19 @@ class PrivateDesktop:
     As a context manager it ends every process that carries its marker variable, by process id, and removes its folders.
     `system_apps` adds the applications of the machine; `service=False` leaves the program without its D-Bus service
     file; `user` runs everything inside as that user id (only root can). `display=True` is an X server with a window
-    manager; `compositor` names a Wayland compositor, "sway" or "kwin", which shows nothing anywhere and has no X
+    manager and a screen of the size `screen`; `compositor` names a Wayland compositor, "sway" or "kwin", which shows nothing anywhere and has no X
     server.
     """
 
-    def __init__(self, *, system_apps=False, display=False, compositor=None, service=True, bus=True, user=None):
+    def __init__(self, *, system_apps=False, display=False, compositor=None, service=True, bus=True, user=None,
+                 screen="1024x768"):
         self._system_apps = system_apps
         self._wants_display = display
         self._compositor = compositor
         self._wants_service = service
         self._wants_bus = bus
         self._user = user
+        self._screen = screen
         self._processes = []
         self._stderr_files = []
         self._connection = None
@@ -199,7 +201,7 @@ class PrivateDesktop:
         read_end, write_end = os.pipe()
         with open(os.path.join(self.logs, "display"), "wb") as log:
             self.display_process = self.spawn(
-                ["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"],
+                ["Xvfb", "-displayfd", str(write_end), "-screen", "0", self._screen + "x24", "-nolisten", "tcp", "-noreset"],
                 stdout=log, stderr=log, pass_fds=[write_end])
         os.close(write_end)
         with os.fdopen(read_end, "rb") as pipe:

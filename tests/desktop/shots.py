@@ -1,0 +1,493 @@
+#!/usr/bin/python3
+"""Takes the pictures of the settings window in docs/pictures again. Usage: shots.py [NAME...]
+
+Each picture is one face of the real program: started with settings of its own on a private display whose fonts,
+colours, icons, browsers and applications are always the same, and driven by keys and pointer. VANTOREL_STAGE names the
+staged install; without it, build/stage of this source tree.
+"""
+
+import dataclasses
+import os
+import re
+import subprocess
+import sys
+import time
+from collections.abc import Callable
+
+from gi.repository import GLib
+
+from harness import settings
+from harness.case import sender
+from harness.desktop import APPLICATION, DEBUG, PROGRAM_ID, PrivateDesktop
+from harness.processes import wait_until
+from harness.settings import rule
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+PICTURES = os.path.join(ROOT, "docs", "pictures")
+TITLE = "Vantorel \u2014 "  # and a word in the user's language
+
+SCREEN = "1400x1100"  # room for the window at twice its size
+SMALLEST = (520, 400)
+ROW = 53  # pixels from a rule to the next one
+FIRST_ROW = 121  # pixels from the top of the window to the middle of the first rule, without tips
+HANDLE = 28  # pixels from the right edge to the handle of a rule
+
+FUZZ = "7%"  # of the way from black to white: what the edges of letters may differ by
+PORTAL = "org.freedesktop.portal.Desktop"
+
+
+# -- what is installed -------------------------------------------------------------------------------------------------
+
+# Name -> colours and shape of its icon.
+_BROWSERS = {
+    "Harbor": ("#1f6f8b", '<path d="M14 38h36l-6 12H20zM31 12v22h-15zM35 18v16h12z" fill="#fff"/>'),
+    "Lantern": ("#e08a1e", '<path d="M24 22h16l4 26H20z" fill="#fff"/><path d="M26 22a6 6 0 0 1 12 0" fill="none" '
+                           'stroke="#fff" stroke-width="4"/>'),
+    "Meridian": ("#3f51b5", '<g fill="none" stroke="#fff" stroke-width="4"><circle cx="32" cy="32" r="18"/>'
+                            '<ellipse cx="32" cy="32" rx="8" ry="18"/><path d="M14 32h36"/></g>'),
+    "Thicket": ("#2e7d4f", '<path d="M32 12l14 20h-7l9 13H36v8h-8v-8H16l9-13h-7z" fill="#fff"/>'),
+}
+_APPLICATIONS = {
+    "Calendar": ("#c2414b", '<path d="M16 18h32v30H16z" fill="#fff"/><path d="M16 26h32" stroke="#c2414b" '
+                            'stroke-width="4"/>'),
+    "Letters": ("#2b7de0", '<path d="M12 20h40v26H12z" fill="#fff"/><path d="M12 20l20 15 20-15" fill="none" '
+                           'stroke="#2b7de0" stroke-width="4"/>'),
+    "Notebook": ("#8d6e3f", '<path d="M18 14h28v36H18z" fill="#fff"/><path d="M24 24h16M24 32h16M24 40h10" '
+                            'stroke="#8d6e3f" stroke-width="3"/>'),
+    "Parley": ("#7a3fb0", '<path d="M14 16h36v24H30L20 50V40h-6z" fill="#fff"/>'),
+}
+
+
+def browser(name):
+    return "org.example." + name
+
+
+application = browser
+
+
+def _icon(color, shape):
+    return (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 64 64"><rect x="4" y="4" width="56" height="56" '
+            f'rx="14" fill="{color}"/>{shape}</svg>')
+
+
+def _install(desktop):
+    icons = desktop.folder("data/icons/hicolor/scalable/apps")
+    desktop.write(os.path.join(desktop.data, "icons/hicolor/index.theme"),
+                  "[Icon Theme]\nName=hicolor\nDirectories=scalable/apps\n"
+                  "[scalable/apps]\nSize=64\nMinSize=8\nMaxSize=512\nType=Scalable\nContext=Applications\n")
+    for name, (color, shape) in {**_BROWSERS, **_APPLICATIONS}.items():
+        desktop.write(os.path.join(icons, browser(name) + ".svg"), _icon(color, shape))
+    for name in _BROWSERS:
+        desktop.add_browser(browser(name), extra={"Name": name, "Icon": browser(name)})
+    handlers = "".join(f"{browser(name)}.desktop;" for name in _BROWSERS)
+    desktop.write(os.path.join(desktop.entries, "mimeinfo.cache"), f"[MIME Cache]\nx-scheme-handler/https={handlers}\n")
+    for name in _APPLICATIONS:
+        desktop.add_application(application(name), "/bin/true", Name=name, Icon=application(name))
+
+
+# Letters of the same two families everywhere, smoothed in the same way.
+_FONTS = """<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd">
+<fontconfig>
+  <dir>/usr/share/fonts/truetype/noto</dir>
+  <dir>/usr/share/fonts/truetype/dejavu</dir>
+  <cachedir>{cache}</cachedir>
+  <selectfont>
+    <rejectfont><glob>*</glob></rejectfont>
+    <acceptfont><glob>*/NotoSans-Regular.ttf</glob></acceptfont>
+    <acceptfont><glob>*/NotoSans-Bold.ttf</glob></acceptfont>
+    <acceptfont><glob>*/NotoSansArabic-*.ttf</glob></acceptfont>
+    <acceptfont><glob>*/DejaVuSansMono.ttf</glob></acceptfont>
+    <acceptfont><glob>*/DejaVuSans.ttf</glob></acceptfont>
+  </selectfont>
+  <match target="font">
+    <edit name="antialias" mode="assign"><bool>true</bool></edit>
+    <edit name="hinting" mode="assign"><bool>true</bool></edit>
+    <edit name="hintstyle" mode="assign"><const>hintslight</const></edit>
+    <edit name="autohint" mode="assign"><bool>false</bool></edit>
+    <edit name="rgba" mode="assign"><const>none</const></edit>
+    <edit name="lcdfilter" mode="assign"><const>lcdnone</const></edit>
+  </match>
+</fontconfig>
+"""
+
+
+@dataclasses.dataclass(frozen=True)
+class Colors:
+    """A theme of the desktop, each colour as red, green, blue."""
+
+    window: str
+    text: str
+    field: str
+    button: str
+    accent: str
+    on_accent: str
+
+
+# What the toolkit has of its own: it stands for a desktop without a theme, where the program follows the portal.
+NO_THEME = Colors("239,239,239", "0,0,0", "255,255,255", "239,239,239", "48,140,198", "255,255,255")
+BLACK_ON_WHITE = Colors("255,255,255", "0,0,0", "255,255,255", "255,255,255", "0,0,128", "255,255,255")
+WHITE_ON_BLACK = Colors("0,0,0", "255,255,255", "0,0,0", "0,0,0", "255,255,0", "0,0,0")
+
+
+def _theme(colors, points):
+    """Plasma's settings, which the toolkit reads by itself: fonts, colours, and a cursor that does not blink."""
+    groups = {
+        "General": {"font": f"Noto Sans,{points},-1,5,50,0,0,0,0,0", "fixed": f"DejaVu Sans Mono,{points},-1,5,50,0,0,0,0,0"},
+        "KDE": {"widgetStyle": "fusion", "CursorBlinkRate": "0"},
+        "Icons": {"Theme": "hicolor"},
+        "Colors:Window": {"BackgroundNormal": colors.window, "ForegroundNormal": colors.text},
+        "Colors:View": {"BackgroundNormal": colors.field, "BackgroundAlternate": colors.field,
+                        "ForegroundNormal": colors.text},
+        "Colors:Button": {"BackgroundNormal": colors.button, "ForegroundNormal": colors.text},
+        "Colors:Selection": {"BackgroundNormal": colors.accent, "ForegroundNormal": colors.on_accent},
+        "Colors:Tooltip": {"BackgroundNormal": colors.window, "ForegroundNormal": colors.text},
+    }
+    return "".join(f"[{group}]\n" + "".join(f"{key}={value}\n" for key, value in values.items())
+                   for group, values in groups.items())
+
+
+# -- the faces ---------------------------------------------------------------------------------------------------------
+
+
+@dataclasses.dataclass(frozen=True)
+class Shot:
+    """One face of the window."""
+
+    name: str
+    rules: list = dataclasses.field(default_factory=list)
+    tips: bool = False
+    fallback: str | None = browser("Harbor")
+    is_default: bool = True
+    act: Callable | None = None  # what the user does, with a Window
+    dark: bool = False
+    colors: Colors = NO_THEME
+    points: int = 10  # of the font
+    scale: float = 1.0
+    size: tuple | None = None  # of the window's content, before it is scaled
+    language: str | None = None
+    missing: str | None = None  # why there is no such picture yet
+
+
+def _some_rules():
+    return [
+        rule(browser("Meridian"), "meet.example.com, calls.example.com", "Domain", "Meetings"),
+        rule(browser("Lantern"), "https://tracker.example.org/", "Starts With", "Tickets", application("Parley")),
+        rule(browser("Thicket"), r"^https://([a-z]+\.)?wiki\.example\.net/(team|handbook)/", "Regex"),
+        rule(browser("Meridian"), "", "Contains", "Everything in mails", application("Letters")),
+        rule(browser("Harbor"), "utm_source=newsletter", "Contains", "Newsletters", enabled=False),
+    ]
+
+
+def _many_rules():
+    names = list(_BROWSERS)
+    types = ("Domain", "Contains", "Starts With", "Regex")
+    patterns = ("shop-{0}.example.com", "/project-{0}/", "https://docs-{0}.example.org/", r"^https://[a-z]+-{0}\.example\.net/")
+    return [rule(browser(names[number % 4]), patterns[number % 4].format(number + 1), types[number % 4],
+                 f"Rule {number + 1}", application("Letters") if number % 5 == 0 else None, enabled=number % 7 != 3)
+            for number in range(40)]
+
+
+def _select(window, downs=3):
+    window.step(lambda: window.keys("Tab"))
+    window.step(lambda: window.keys("Tab"))
+    for _ in range(downs):
+        window.step(lambda: window.keys("Down"))
+
+
+def _scroll(window):
+    _select(window, 1)
+    window.step(lambda: window.keys("End"))
+    for _ in range(12):
+        window.step(lambda: window.keys("Up"))
+
+
+def _drag(window):
+    """The second rule on its way down, in the place of the third one already."""
+    x = window.width - HANDLE
+    window.move(x, FIRST_ROW + ROW)
+    window.step(window.press)
+    for distance in (14, 24, 36, 48, 58):
+        window.step(lambda: window.move(x - distance // 8, FIRST_ROW + ROW + distance))
+
+
+def _add(window):
+    """The editor of a new rule, by the button that is the last stop of the keyboard."""
+    window.step(lambda: window.keys("shift+Tab"))
+    window.step(lambda: window.keys("space"))
+
+
+def _edit(window, row=2):
+    _select(window, row)
+    window.step(lambda: window.keys("Return"))
+
+
+def _add_for_app(window):
+    _add(window)
+    window.step(lambda: window.keys("Tab"))
+    window.step(lambda: window.keys("p"))  # the application whose name begins so
+
+
+def _break_regex(window):
+    _edit(window, 3)
+    for _ in range(3):
+        window.step(lambda: window.keys("Tab"))
+    window.step(lambda: window.keys("End"))
+    window.step(lambda: window.type("(sales"))
+
+
+def _open_apps(window):
+    _add(window)
+    window.step(lambda: window.keys("Tab"))
+    window.step(lambda: window.keys("space"))
+    window.step(lambda: window.keys("Down"))
+
+
+def _open_fallback(window):
+    """Low on the screen, so that the list opens over the window."""
+    window.lower()
+    for _ in range(3):
+        window.step(lambda: window.keys("Tab"))
+    window.step(lambda: window.keys("space"))
+
+
+_SOME = _some_rules()
+_NO_TRANSLATION = "the program is not translated yet"
+
+SHOTS = [
+    Shot("empty", tips=True, fallback=None, is_default=False),
+    Shot("empty-without-tips"),
+    Shot("tips", _SOME[:3], tips=True),
+    Shot("rules", _SOME, act=_select),
+    Shot("many", _many_rules(), act=_scroll),
+    Shot("dragging", _SOME, act=_drag),
+    Shot("fallback-open", _SOME, act=_open_fallback),
+    Shot("editor-new", _SOME, act=_add),
+    Shot("editor-for-app", _SOME, act=_add_for_app),
+    Shot("editor", _SOME, act=_edit),
+    Shot("editor-error", _SOME, act=_break_regex),
+    Shot("editor-open", _SOME, act=_open_apps),
+    Shot("dark-empty", tips=True, dark=True),
+    Shot("dark-rules", _SOME, act=_select, dark=True),
+    Shot("dark-editor", _SOME, act=_break_regex, dark=True),
+    Shot("black-on-white", _SOME, tips=True, act=_select, colors=BLACK_ON_WHITE),
+    Shot("black-on-white-editor", _SOME, act=_break_regex, colors=BLACK_ON_WHITE),
+    Shot("white-on-black", _SOME, tips=True, act=_select, colors=WHITE_ON_BLACK),
+    Shot("white-on-black-editor", _SOME, act=_break_regex, colors=WHITE_ON_BLACK),
+    Shot("smallest", _SOME, tips=True, size=SMALLEST),
+    Shot("smallest-editor", _SOME, act=_edit, size=SMALLEST),
+    Shot("large-font", _SOME, tips=True, points=16),
+    Shot("large-font-editor", _SOME, act=_edit, points=16),
+    Shot("scale-1.25", _SOME, act=_select, scale=1.25),
+    Shot("scale-1.5-editor", _SOME, act=_edit, scale=1.5),
+    Shot("scale-2", _SOME, act=_select, scale=2.0),
+    Shot("german", _SOME, tips=True, language="de", missing=_NO_TRANSLATION),
+    Shot("german-editor", _SOME, act=_edit, language="de", missing=_NO_TRANSLATION),
+    Shot("arabic", _SOME, tips=True, act=_select, language="ar", missing=_NO_TRANSLATION),
+    Shot("arabic-editor", _SOME, act=_edit, language="ar", missing=_NO_TRANSLATION),
+]
+
+
+# -- taking them -------------------------------------------------------------------------------------------------------
+
+
+class Window:
+    """The settings window on the private display; places are in pixels of its content."""
+
+    def __init__(self, desktop, window):
+        self._desktop = desktop
+        self._id = str(window)
+        self._locate()
+
+    def _locate(self):
+        text = self._desktop.run(["xwininfo", "-id", self._id]).stdout.decode()
+        names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
+        self._x, self._y, self.width, self.height = (
+            int(re.search(rf"{name}: +(-?\d+)", text).group(1)) for name in names)
+
+    def _pointer(self, *arguments):
+        self._desktop.run(["xdotool", *map(str, arguments)])
+
+    def keys(self, *names):
+        self._pointer("key", *names)
+
+    def type(self, text):
+        self._pointer("type", "--", text)
+
+    def move(self, x, y):
+        self._pointer("mousemove", self._x + x, self._y + y)
+
+    def press(self):
+        self._pointer("mousedown", 1)
+
+    def release(self):
+        self._pointer("mouseup", 1)
+
+    def resize(self, size):
+        self._pointer("windowsize", self._id, *size)
+
+        def has_size():
+            self._locate()
+            return (self.width, self.height) == size
+
+        wait_until(has_size, f"the size {size}", detail=self._desktop.describe)
+
+    def lower(self):
+        """Moves it down to where a list has no room below."""
+        before = self._y
+        self._pointer("windowmove", self._id, self._x, int(SCREEN.split("x")[1]) - self.height - 10)
+
+        def is_low():
+            self._locate()
+            return self._y > before
+
+        wait_until(is_low, "the window at the lower edge", detail=self._desktop.describe)
+
+    def picture(self):
+        """What the screen shows in the window's place, pop-ups too, as bytes of a PPM file."""
+        area = f"{self.width}x{self.height}+{self._x}+{self._y}"
+        done = self._desktop.run(["import", "-silent", "-window", "root", "-crop", area, "+repage", "-depth", "8", "ppm:-"])
+        if done.returncode != 0:
+            raise RuntimeError(done.stderr.decode(errors="replace"))
+        return done.stdout
+
+    def step(self, do):
+        """Does something and waits until it shows."""
+        before = self.picture()
+        do()
+        wait_until(lambda: self.picture() != before, "a change of the picture", detail=self._desktop.describe)
+
+    def quiet_picture(self):
+        """The picture when nothing moves any more."""
+        last = [self.picture()]
+
+        def is_still():
+            time.sleep(0.25)  # longer than one step of anything that moves
+            last.append(self.picture())
+            return last[-1] == last[-2]
+
+        wait_until(is_still, "a picture that does not change", detail=self._desktop.describe)
+        return last[-1]
+
+
+class Studio:
+    """A private desktop that always looks the same, for one picture after another. A context manager."""
+
+    def __enter__(self):
+        self._desktop = PrivateDesktop(display=True, screen=SCREEN)
+        self._desktop.__enter__()
+        try:
+            fonts = self._desktop.write(os.path.join(self._desktop.root, "fonts.conf"),
+                                        _FONTS.format(cache=self._desktop.folder("cache/fontconfig")))
+            self._desktop.environment.update({"FONTCONFIG_FILE": fonts, "QT_QPA_PLATFORMTHEME": "kde",
+                                              "KDE_SESSION_VERSION": "5"})
+            _install(self._desktop)
+        except BaseException:
+            self._desktop.__exit__(None, None, None)
+            raise
+        return self
+
+    def __exit__(self, *error):
+        self._desktop.__exit__(*error)
+
+    def take(self, shot, is_right=None):
+        """The picture as bytes of a PPM file: the first that `is_right` takes, else the last when it takes none."""
+        desktop = self._desktop
+        desktop.write(os.path.join(desktop.config, "kdeglobals"), _theme(shot.colors, shot.points))
+        default = PROGRAM_ID if shot.is_default else browser("Harbor")
+        desktop.write(os.path.join(desktop.config, "mimeapps.list"), "[Default Applications]\n" + "".join(
+            f"{kind}={default}.desktop\n" for kind in ("x-scheme-handler/http", "x-scheme-handler/https", "text/html")))
+        desktop.write_settings(rules=shot.rules, fallback=shot.fallback, show_tips=shot.tips)
+        self._park()
+        portal = self._start_portal(shot)
+        environment = {"QT_SCALE_FACTOR": str(shot.scale)}
+        if shot.language:
+            environment["LANGUAGE"] = shot.language
+        router = desktop.start_router(environment=environment)
+        try:
+            return self._take(shot, is_right)
+        finally:
+            self._desktop.run(["xdotool", "mouseup", "1", "key", "Escape"])
+            for process in (router, portal):
+                process.terminate()
+                process.wait()
+
+    def _take(self, shot, is_right):
+        desktop = self._desktop
+        for what, count in (("Browsers", len(_BROWSERS)), ("Applications", len(_APPLICATIONS))):
+            wait_until(lambda what=what, count=count: len(desktop.call(DEBUG, what, start=False)[0]) >= count, what,
+                       detail=lambda: str(desktop.call(DEBUG, what, start=False)))
+        desktop.call(APPLICATION, "Activate", GLib.Variant("(a{sv})", ({},)), start=False)
+        search = ["xdotool", "search", "--onlyvisible", "--name", f"^{TITLE}"]
+        found = wait_until(lambda: desktop.run(search).stdout.split(), "the window", detail=desktop.describe)[0].decode()
+        wait_until(lambda: desktop.run(["xdotool", "getactivewindow"]).stdout.decode().strip() == found,
+                   "the window to be active", detail=desktop.describe)
+        window = Window(desktop, found)
+        if shot.size:
+            window.resize(tuple(round(length * shot.scale) for length in shot.size))
+        window.quiet_picture()
+        if shot.act:
+            shot.act(window)
+        picture = window.quiet_picture()
+        if is_right:
+            try:
+                wait_until(lambda: is_right(window.picture()), "the kept picture", timeout=5)
+            except AssertionError:
+                pass
+        return picture
+
+    def _park(self):
+        self._desktop.run(["xdotool", "mousemove", *map(str, (int(side) - 1 for side in SCREEN.split("x")))])
+
+    def _start_portal(self, shot):
+        desktop = self._desktop
+        portal = desktop.spawn([sender("fake_portal.py"), "1" if shot.dark else "0", "", "0"])
+        wait_until(lambda: desktop.call_bus("NameHasOwner", GLib.Variant("(s)", (PORTAL,)))[0], "the portal",
+                   detail=desktop.describe)
+        return portal
+
+
+# -- files -------------------------------------------------------------------------------------------------------------
+
+
+def path_of(shot):
+    return os.path.join(PICTURES, f"settings-{shot.name}.png")
+
+
+def save(picture, path):
+    """Writes a picture with at most 256 colours, which is all that a window has."""
+    subprocess.run(["convert", "ppm:-", "-strip", "+dither", "-colors", "256", "-define", "png:compression-level=9",
+                    "-define", "png:exclude-chunks=date,time", "PNG8:" + path], input=picture, check=True)
+
+
+def difference(picture, kept, marked=None):
+    """How many pixels of a picture differ from the kept file; None where the sizes do.
+
+    `marked` is a file to be written that shows them in red.
+    """
+    command = ["compare", "-metric", "AE", "-fuzz", FUZZ, kept, "ppm:-", marked or "null:"]
+    size = subprocess.run(["identify", "-format", "%w %h", kept], stdout=subprocess.PIPE, check=True).stdout.split()
+    if picture.split(maxsplit=3)[1:3] != size:
+        return None
+    done = subprocess.run(command, input=picture, stderr=subprocess.PIPE, stdout=subprocess.DEVNULL, check=False)
+    if done.returncode > 1:
+        raise RuntimeError(done.stderr.decode(errors="replace"))
+    return int(float(done.stderr.split()[0]))
+
+
+def main(names):
+    unknown = set(names) - {shot.name for shot in SHOTS}
+    if unknown:
+        sys.exit("there is no picture " + ", ".join(sorted(unknown)))
+    with Studio() as studio:
+        for shot in SHOTS:
+            if names and shot.name not in names:
+                continue
+            if shot.missing:
+                print(f"not taken: {shot.name}: {shot.missing}")
+                continue
+            save(studio.take(shot), path_of(shot))
+            print(os.path.relpath(path_of(shot), ROOT), flush=True)
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])
