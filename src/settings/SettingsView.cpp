@@ -57,9 +57,7 @@ SettingsView::SettingsView(RulesStore& store, BrowserDetector& detector, Install
     , m_systemSettings(systemSettings)
     , m_rules(new RuleListModel(store, detector, appDetector)) {
     m_rules->setParent(this);
-    // Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most.
     setFocusPolicy(Qt::ClickFocus);
-    setFocus();
     auto* const column = columnIn(this, 0);
     column->addWidget(makeToolbar());
     column->addWidget(m_tipsBanner = makeTipsBanner());
@@ -242,6 +240,13 @@ QWidget* SettingsView::makeFooter() {
     return footer;
 }
 
+// Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most.
+void SettingsView::showEvent(QShowEvent* event) {
+    if (!window()->focusWidget())
+        setFocus();
+    QWidget::showEvent(event);
+}
+
 // -- what the user does -----------------------------------------------------------------------------------------------
 
 void SettingsView::refresh() {
@@ -295,6 +300,10 @@ void SettingsView::dismissEditor() {
     if (m_sheet)
         m_sheet->dismiss();
     m_sheet.clear();
+    // The first rule takes the place of the button that it was made with, and that had the focus.
+    const QWidget* const focus = window()->focusWidget();
+    if (!focus || !focus->isVisible())
+        m_list->setFocus(Qt::OtherFocusReason);
 }
 
 } // namespace vantorel

@@ -33,6 +33,9 @@ public:
     SettingsView(RulesStore& store, BrowserDetector& detector, InstalledAppDetector& appDetector,
                  SystemSettings& systemSettings, QWidget* parent = nullptr);
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
     QWidget* makeToolbar();
     QWidget* makeTipsBanner();

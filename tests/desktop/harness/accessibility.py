@@ -1,6 +1,8 @@
 """The accessibility tree of a program, as assistive technology sees it: straight over the accessibility bus, so that
 every answer is the program's own at that moment and nothing is cached."""
 
+import subprocess
+
 from gi.repository import Gio, GLib
 
 from .processes import wait_until
@@ -132,20 +134,20 @@ class Node:
     def is_showing(self):
         return "showing" in self.states
 
-    def walk(self):
+    def walk(self, into_lists=True):
         """This node and everything below it, parents first. What vanishes on the way is left out."""
         yield self
         try:
-            children = self.children
+            children = self.children if into_lists or self.role != "list" else []
         except GLib.Error:
             return
         for child in children:
-            yield from child.walk()
+            yield from child.walk(into_lists)
 
     def all(self, role=None, name=None, showing=True):
-        """Everything of that role and name below, and visible unless told otherwise."""
+        """Everything of that role and name below, and visible unless told otherwise. Only items are sought in lists."""
         found = []
-        for node in self.walk():
+        for node in self.walk(into_lists=role in (None, "list item")):
             try:
                 if (role in (None, node.role) and name in (None, node.name)
                         and (not showing or node.is_showing())):
@@ -169,7 +171,8 @@ class AccessibilityBus:
 
     def __init__(self, desktop):
         self._desktop = desktop
-        desktop.spawn([LAUNCHER, "--launch-immediately"], {"NO_AT_BRIDGE": None, "XDG_DATA_DIRS": "/usr/share"})
+        desktop.spawn([LAUNCHER, "--launch-immediately"], {"NO_AT_BRIDGE": None, "XDG_DATA_DIRS": "/usr/share"},
+                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_until(lambda: BUS in desktop.call_bus("ListNames")[0], "the accessibility bus", detail=desktop.describe)
         address = desktop.call(BUS, "GetAddress", start=False, path="/org/a11y/bus", name=BUS)[0]
         flags = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
