@@ -1,5 +1,6 @@
 #include "controls/SegmentedControl.h"
 
+#include "controls/AccessibleRole.h"
 #include "controls/Theme.h"
 
 #include <QHBoxLayout>
@@ -62,6 +63,7 @@ protected:
 } // namespace
 
 SegmentedControl::SegmentedControl(const QStringList& choices, QWidget* parent) : QWidget(parent) {
+    setAccessibleRole(staticMetaObject, QAccessible::Grouping);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     auto* const row = new QHBoxLayout(this);
     row->setContentsMargins(kInset, kInset, kInset, kInset);

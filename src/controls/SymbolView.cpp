@@ -1,5 +1,7 @@
 #include "controls/SymbolView.h"
 
+#include "controls/AccessibleRole.h"
+
 #include <QPainter>
 
 namespace vantorel {
@@ -8,6 +10,7 @@ SymbolView::SymbolView(Symbol symbol, theme::Tone tone, int size, QWidget* paren
     : QWidget(parent)
     , m_symbol(symbol)
     , m_tone(tone) {
+    setAccessibleRole(staticMetaObject, QAccessible::Graphic);
     setFixedSize(size, size);
 }
 

@@ -2,9 +2,8 @@
 
 #include <QCoreApplication>
 #include <QGuiApplication>
+#include <QMainWindow>
 #include <QScreen>
-#include <QVBoxLayout>
-#include <QWidget>
 #include <QWindow>
 
 #include <utility>
@@ -35,13 +34,12 @@ void MenuBarManager::openSettings() {
 void MenuBarManager::makeSettings() {
     // Whoever makes the content first sees to the language of all texts.
     QWidget* const content = m_makeContent();
-    m_settings = std::make_unique<QWidget>();
+    auto window = std::make_unique<QMainWindow>(); // a window to assistive technology as well
+    window->setCentralWidget(content);
+    m_settings = std::move(window);
     m_settings->setWindowTitle(
         QCoreApplication::translate("MenuBarManager", "Vantorel \u2014 Settings", "title of the settings window"));
     m_settings->setMinimumSize(kSmallestSettingsSize);
-    auto* const layout = new QVBoxLayout(m_settings.get());
-    layout->setContentsMargins({});
-    layout->addWidget(content);
     QRect place({}, kSettingsSize);
     place.moveCenter(QGuiApplication::primaryScreen()->availableGeometry().center());
     m_settings->setGeometry(place);

@@ -2,6 +2,7 @@
 
 #include "settings/AppIcon.h"
 
+#include <QAbstractItemView>
 #include <QScopedValueRollback>
 #include <QWheelEvent>
 
@@ -24,9 +25,12 @@ BundlePicker::BundlePicker(const QString& placeholder, QWidget* parent)
     setModel(m_lines);
     // Unlike activated(), this also comes when a name is typed while the list is closed.
     connect(this, &QComboBox::currentIndexChanged, this, [this](int row) {
-        if (m_isUserChoosing)
-            choose(row);
+        if (!m_isUserChoosing)
+            return;
+        choose(row);
+        markLine();
     });
+    connect(view()->selectionModel(), &QItemSelectionModel::selectionChanged, this, &BundlePicker::onLineSelected);
 }
 
 void BundlePicker::setSelectedBundleID(const QString& id) {
@@ -42,6 +46,7 @@ void BundlePicker::setEntries(const QList<PickerModel::Entry>& entries) {
 
 void BundlePicker::showSelection() {
     setCurrentIndex(m_lines->rowOf(m_selectedBundleID));
+    markLine();
 }
 
 void BundlePicker::choose(int row) {
@@ -52,6 +57,36 @@ void BundlePicker::choose(int row) {
         return;
     m_selectedBundleID = id;
     Q_EMIT selectedBundleIDChanged(id);
+}
+
+// Assistive technology selects a line, which by itself is no choice to the toolkit. The pointer and the keys in the
+// open menu select as well, but move the current line along.
+void BundlePicker::onLineSelected(const QItemSelection& selected) {
+    if (!m_isUserChoosing || selected.isEmpty())
+        return;
+    const QPersistentModelIndex line = selected.indexes().constFirst();
+    if (!view()->isVisible()) {
+        setCurrentIndex(line.row());
+        return;
+    }
+    const auto chooseUnlessCurrent = [this, line] {
+        if (!line.isValid() || line == view()->currentIndex() || !view()->isVisible())
+            return;
+        setCurrentIndex(line.row());
+        hidePopup();
+    };
+    QMetaObject::invokeMethod(this, chooseUnlessCurrent, Qt::QueuedConnection);
+}
+
+// Keeps the selected line of the closed menu that of the choice.
+void BundlePicker::markLine() {
+    if (!view()->isVisible())
+        view()->setCurrentIndex(m_lines->index(currentIndex()));
+}
+
+void BundlePicker::hidePopup() {
+    QComboBox::hidePopup();
+    markLine();
 }
 
 // While the pointer only passes, with the wheel turning, nothing must change.

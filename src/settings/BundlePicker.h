@@ -4,6 +4,8 @@
 
 #include <QComboBox>
 
+class QItemSelection;
+
 namespace vantorel {
 
 /// A drop-down list in which the user chooses an installed application by name, while its id is what counts.
@@ -36,6 +38,8 @@ protected:
         return entries;
     }
 
+    void hidePopup() override;
+
     void setEntries(const QList<PickerModel::Entry>& entries);
 
     void wheelEvent(QWheelEvent* event) override;
@@ -43,6 +47,8 @@ protected:
 private:
     void showSelection();
     void choose(int row);
+    void onLineSelected(const QItemSelection& selected);
+    void markLine();
 
     PickerModel* m_lines;
     QString m_selectedBundleID;

@@ -3,6 +3,7 @@
 #include "settings/MatchTypeName.h"
 #include "settings/RuleList.h"
 #include "settings/RuleListModel.h"
+#include "settings/RuleRow.h"
 
 #include <QAccessibleWidget>
 #include <QCoreApplication>
@@ -39,13 +40,16 @@ public:
     QRect rect() const override {
         if (!isValid())
             return {};
-        const QRect place = m_list->rowRect(row());
+        const QRect place = placeInRow(m_list->rowRect(row()));
         return {m_list->viewport()->mapToGlobal(place.topLeft()), place.size()};
     }
 
     int row() const { return m_index.row(); }
 
 protected:
+    /// What it takes up of its row.
+    virtual QRect placeInRow(const QRect& row) const { return row; }
+
     RuleList& list() const { return *m_list; }
     const Rule& rule() const { return m_list->model().rule(row()); }
 
@@ -90,6 +94,9 @@ public:
         if (isValid() && (action == toggleAction() || action == pressAction()))
             list().toggle(row());
     }
+
+protected:
+    QRect placeInRow(const QRect& row) const override { return RuleRow::switchSlot(row, list().layoutDirection()); }
 
 private:
     QAccessibleInterface* m_item;

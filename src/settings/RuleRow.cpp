@@ -99,16 +99,19 @@ int RuleRow::heightFor(const QFont& body) {
     return title + kLineGap + caption + 16;
 }
 
+QRect RuleRow::switchSlot(const QRect& row, Qt::LayoutDirection direction) {
+    return QStyle::visualRect(direction, row, {row.left() + kPadding, row.top(), kSwitchSlot, row.height()});
+}
+
 QRect RuleRow::handle() const {
     const QRect area(width() - kPadding - kHandle - 6, 0, kHandle + 6 + kPadding, height());
     return QStyle::visualRect(layoutDirection(), rect(), area);
 }
 
 void RuleRow::placeSwitch() {
-    const QSize size = m_switch->sizeHint();
-    const QRect place(kPadding + (kSwitchSlot - size.width()) / 2, (height() - size.height()) / 2, size.width(),
-                      size.height());
-    m_switch->setGeometry(QStyle::visualRect(layoutDirection(), rect(), place));
+    QRect place({}, m_switch->sizeHint());
+    place.moveCenter(switchSlot(rect(), layoutDirection()).center());
+    m_switch->setGeometry(place);
 }
 
 void RuleRow::resizeEvent(QResizeEvent*) {

@@ -53,6 +53,9 @@ public:
     /// The same for every row in the font in effect, in logical pixels.
     static int heightFor(const QFont& body);
 
+    /// Where the switch of a row that takes up this place is.
+    static QRect switchSlot(const QRect& row, Qt::LayoutDirection direction);
+
     /// Where the handle is, in the row's coordinates.
     QRect handle() const;
 

@@ -262,6 +262,13 @@ QWidget* SettingsView::makeFooter() {
     return footer;
 }
 
+// Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most.
+void SettingsView::showEvent(QShowEvent* event) {
+    if (!window()->focusWidget())
+        setFocus();
+    QWidget::showEvent(event);
+}
+
 // -- what the user does -----------------------------------------------------------------------------------------------
 
 void SettingsView::refresh() {
@@ -315,6 +322,10 @@ void SettingsView::dismissEditor() {
     if (m_sheet)
         m_sheet->dismiss();
     m_sheet.clear();
+    // The first rule takes the place of the button that it was made with, and that had the focus.
+    const QWidget* const focus = window()->focusWidget();
+    if (!focus || !focus->isVisible())
+        m_list->setFocus(Qt::OtherFocusReason);
 }
 
 } // namespace vantorel

@@ -63,9 +63,13 @@ class DesktopTest(unittest.TestCase):
             private.add_browser(browser, mode)
         return private
 
+    def has_failed(self):
+        """Whether the test has failed so far; asks the result, as the outcome counts each cleanup by itself."""
+        result = self._outcome.result
+        return any(self in (test, getattr(test, "test_case", None)) for test, _ in result.failures + result.errors)
+
     def _describe_failure(self, private):
-        outcome = getattr(self, "_outcome", None)
-        if outcome is not None and not outcome.success:
+        if self.has_failed():
             print(f"\n== {self.id()}\n{private.describe()}", file=sys.stderr)
 
     def _check_sanitizers(self, private):
