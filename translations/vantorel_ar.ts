@@ -72,10 +72,6 @@
 <context>
     <name>vantorel::RuleEditor</name>
     <message>
-        <source>Expression is too big</source>
-        <translation>التعبير كبير جدًا</translation>
-    </message>
-    <message>
         <source>Invalid regex &apos;%1&apos;: %2</source>
         <translation>تعبير نمطي غير صالح «⁨%1⁩»: ⁨%2⁩</translation>
     </message>

@@ -72,10 +72,6 @@
 <context>
     <name>vantorel::RuleEditor</name>
     <message>
-        <source>Expression is too big</source>
-        <translation>正規表現が大きすぎます</translation>
-    </message>
-    <message>
         <source>Invalid regex &apos;%1&apos;: %2</source>
         <translation>正規表現「%1」が正しくありません: %2</translation>
     </message>

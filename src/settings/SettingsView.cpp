@@ -262,13 +262,6 @@ QWidget* SettingsView::makeFooter() {
     return footer;
 }
 
-// Nothing has the focus until the user goes for it: a ring around the first button would say that it matters most.
-void SettingsView::showEvent(QShowEvent* event) {
-    if (!window()->focusWidget())
-        setFocus();
-    QWidget::showEvent(event);
-}
-
 // -- what the user does -----------------------------------------------------------------------------------------------
 
 void SettingsView::refresh() {
