@@ -86,7 +86,8 @@ void BundlePicker::markLine() {
 
 void BundlePicker::hidePopup() {
     QComboBox::hidePopup();
-    markLine();
+    // Whoever hides it may choose the current line afterwards.
+    QMetaObject::invokeMethod(this, &BundlePicker::markLine, Qt::QueuedConnection);
 }
 
 // While the pointer only passes, with the wheel turning, nothing must change.

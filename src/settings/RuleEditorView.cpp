@@ -144,7 +144,10 @@ RuleEditorView::RuleEditorView(RulesStore& store, BrowserDetector& detector, Ins
     column->addWidget(makeButtons());
 
     m_editor->prefill();
-    m_name->setText(m_editor->name());
+    {
+        const QSignalBlocker silence(m_name);
+        m_name->setText(m_editor->name());
+    }
     m_pattern->setText(m_editor->pattern());
     refresh();
     // Wider where letters are so large that four match types need it.
@@ -214,7 +217,8 @@ QWidget* RuleEditorView::makeGrid(BrowserDetector& detector, InstalledAppDetecto
     grid->addWidget(makeLabel(tr("Open in:"), m_browser, area), row, 0);
     grid->addWidget(m_browser, row++, 1, Qt::AlignLeading);
 
-    connect(m_name, &QLineEdit::textEdited, m_editor, &RuleEditor::setName);
+    // Assistive technology sets the text, which is no edit to the field.
+    connect(m_name, &QLineEdit::textChanged, m_editor, &RuleEditor::setName);
     connect(m_sourceApp, &AppPicker::selectedBundleIDChanged, m_editor, &RuleEditor::setSourceAppBundleID);
     connect(m_matchType, &SegmentedControl::chosen, this,
             [this](int index) { m_editor->setMatchType(Rule::allCases.at(static_cast<std::size_t>(index))); });

@@ -227,13 +227,18 @@ QWidget* SettingsView::makeFooter() {
 
     m_tips = new Switch(tr("Tips"), 0.75, footer);
     m_tips->setToolTip(tr("Show or hide the getting started help panel in Settings."));
-    connect(m_tips, &Switch::clicked, this, [this](bool checked) {
+    // Assistive technology toggles a switch without a click.
+    connect(m_tips, &Switch::toggled, this, [this](bool checked) {
+        if (checked == m_store.showTipsEnabled())
+            return;
         m_store.setShowTipsEnabled(checked);
         m_store.scheduleSave();
     });
     m_debugMode = new Switch(tr("Debug Mode"), 0.75, footer);
     m_debugMode->setToolTip(tr("Show the last intercept debug panel in the menu popover."));
-    connect(m_debugMode, &Switch::clicked, this, [this](bool checked) {
+    connect(m_debugMode, &Switch::toggled, this, [this](bool checked) {
+        if (checked == m_store.debugModeEnabled())
+            return;
         m_store.setDebugModeEnabled(checked);
         m_store.scheduleSave();
     });

@@ -12,7 +12,7 @@ from test_window import Colors
 
 RULES = [rule(BROWSER, "a.test, b.test", "Starts With", "A rule with a long name, longer than there is room for in one line",
               MAIL), rule(OTHER_BROWSER, "c.test", enabled=False)]
-CONTROLS = {"label", "push button", "check box", "radio button", "combo box", "text", "image"}
+CONTROLS = {"label", "push button", "check box", "radio button", "combo box", "text", "graphic"}
 
 
 def common_part(a, b):
@@ -108,7 +108,7 @@ class Appearance(SettingsWindowTest):
 
     def check(self, nodes):
         nodes = [node for node in nodes if node.name not in ("Set as Default Browser", "1", "2", "3", "Save Changes")
-                 and "checked" not in node.states]
+                 and node.role != "graphic" and "checked" not in node.states]
         self.assertGreater(len(nodes), 8)
         for scheme in (1, 2, 1, 0):
             self.choose("color-scheme", GLib.Variant("u", scheme))
