@@ -60,6 +60,23 @@ private Q_SLOTS:
         QApplication::setPalette(before);
     }
 
+    void texts_that_a_theme_leaves_unreadable_are_mended() {
+        QPalette dark(Qt::white, Qt::black, Qt::black, Qt::black, Qt::black, Qt::white, Qt::black);
+        dark.setColor(QPalette::ButtonText, Qt::white);
+        dark.setColor(QPalette::PlaceholderText, QColor(0, 0, 0, 128));
+        dark.setColor(QPalette::Disabled, QPalette::ButtonText, Qt::black);
+        Style().polish(dark);
+        QVERIFY(dark.color(QPalette::PlaceholderText).lightnessF() > 0.4F);
+        QVERIFY(dark.color(QPalette::Disabled, QPalette::ButtonText).lightnessF() > 0.4F);
+
+        QPalette light(Qt::black, Qt::white, Qt::white, Qt::gray, Qt::gray, Qt::black, Qt::white);
+        light.setColor(QPalette::PlaceholderText, QColor(0, 0, 0, 128));
+        light.setColor(QPalette::Disabled, QPalette::WindowText, QColor(120, 120, 120));
+        Style().polish(light);
+        QCOMPARE(light.color(QPalette::PlaceholderText), QColor(0, 0, 0, 128));
+        QCOMPARE(light.color(QPalette::Disabled, QPalette::WindowText), QColor(120, 120, 120));
+    }
+
     void icon_button_is_named_by_its_help() {
         const IconButton button(Symbol::plus, "Add rule");
         QCOMPARE(button.toolTip(), QString("Add rule"));

@@ -56,6 +56,18 @@ private Q_SLOTS:
         }
     }
 
+    void lines_are_firm_where_all_contrast_is_wanted() {
+        using theme::Tone;
+        for (const auto& [window, text] : {std::pair(Qt::white, Qt::black), std::pair(Qt::black, Qt::white)}) {
+            const QPalette strong = paletteOf(window, window, text);
+            QVERIFY(theme::isHighContrast(strong));
+            const QColor line = theme::color(Tone::outline, strong);
+            const QColor seen = theme::mixed(window, QColor(line.rgb()), line.alphaF());
+            QVERIFY(contrast(seen, window) >= 3);
+        }
+        QVERIFY(!theme::isHighContrast(paletteOf(QColor(0xefefef), Qt::white, Qt::black)));
+    }
+
     void dark_is_told_from_light() {
         QVERIFY(!theme::isDark(paletteOf(Qt::white, Qt::white, Qt::black)));
         QVERIFY(theme::isDark(paletteOf(Qt::black, Qt::black, Qt::white)));

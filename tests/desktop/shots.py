@@ -416,7 +416,7 @@ class Studio:
         for what, count in (("Browsers", len(_BROWSERS)), ("Applications", len(_APPLICATIONS))):
             wait_until(lambda what=what, count=count: len(desktop.call(DEBUG, what, start=False)[0]) >= count, what,
                        detail=lambda: str(desktop.call(DEBUG, what, start=False)))
-        desktop.call(APPLICATION, "Activate", GLib.Variant("(a{sv})", ({},)), start=False)
+        wait_until(self._activate, "the program to show its window", detail=desktop.describe)
         search = ["xdotool", "search", "--onlyvisible", "--name", f"^{TITLE}"]
         found = wait_until(lambda: desktop.run(search).stdout.split(), "the window", detail=desktop.describe)[0].decode()
         wait_until(lambda: desktop.run(["xdotool", "getactivewindow"]).stdout.decode().strip() == found,
@@ -434,6 +434,15 @@ class Studio:
             except AssertionError:
                 pass
         return picture
+
+    def _activate(self):
+        try:
+            self._desktop.call(APPLICATION, "Activate", GLib.Variant("(a{sv})", ({},)), start=False)
+        except GLib.Error as error:
+            if "display" in error.message:  # which it takes for gone when the machine is slow
+                return False
+            raise
+        return True
 
     def _park(self):
         self._desktop.run(["xdotool", "mousemove", *map(str, (int(side) - 1 for side in SCREEN.split("x")))])

@@ -18,6 +18,7 @@
 #include <QPlainTextEdit>
 #include <QSignalSpy>
 #include <QTest>
+#include <QVBoxLayout>
 
 using namespace vantorel;
 
@@ -101,6 +102,35 @@ private Q_SLOTS:
         window.button("Add rule")->click();
         QVERIFY(window.label("Add Rule", window.editor()));
         QVERIFY(window.store.rules().isEmpty());
+    }
+
+    void no_control_has_the_focus_at_first() {
+        Window window;
+        QWidget host;
+        auto* const layout = new QVBoxLayout(&host);
+        layout->addWidget(window.view.get());
+        host.show();
+        QVERIFY(QTest::qWaitForWindowActive(&host));
+        QCOMPARE(host.focusWidget(), window.view.get());
+        QTest::keyClick(&host, Qt::Key_Tab);
+        QCOMPARE(host.focusWidget(), window.button("Set as Default Browser"));
+        window.view->setParent(nullptr);
+    }
+
+    void nothing_lies_over_its_neighbour_in_a_small_window() {
+        const QFont before = QApplication::font();
+        QFont large = before;
+        large.setPixelSize(17);
+        QApplication::setFont(large);
+        {
+            Window window({ruleNamed("a")});
+            window.view->resize(520, 400);
+            QCoreApplication::processEvents();
+            QCOMPARE(window.view->size(), QSize(520, 400));
+            QVERIFY(window.fallback().geometry().right() < window.button("Tips")->geometry().left());
+            QVERIFY(window.list().height() >= 100);
+        }
+        QApplication::setFont(before);
     }
 
     void list_takes_the_place_of_the_empty_state_and_back() {
