@@ -206,11 +206,12 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
     };
 
     if (m_names.app) {
-        if (m_appIcon.isNull())
-            paintSymbol(painter, take(side - 2), Symbol::appBadge, theme::color(theme::Tone::purple, colors));
-        else
-            paintIcon(m_appIcon);
+        paintSymbol(painter, take(side - 2), Symbol::appBadge, theme::color(theme::Tone::purple, colors));
         take(kSpace - 1);
+        if (!m_appIcon.isNull()) {
+            paintIcon(m_appIcon);
+            take(kSpace - 1);
+        }
         write(*m_names.app, caption, theme::Tone::purple, targetWidth);
         take(kSpace);
         if (hasPattern) {
