@@ -24,7 +24,6 @@ from harness.settings import rule
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PICTURES = os.path.join(ROOT, "docs", "pictures")
-TITLE = "Vantorel \u2014 "  # and a word in the user's language
 
 SCREEN = "1400x1100"  # room for the window at twice its size
 SMALLEST = (520, 400)
@@ -417,7 +416,7 @@ class Studio:
             wait_until(lambda what=what, count=count: len(desktop.call(DEBUG, what, start=False)[0]) >= count, what,
                        detail=lambda: str(desktop.call(DEBUG, what, start=False)))
         wait_until(self._activate, "the program to show its window", detail=desktop.describe)
-        search = ["xdotool", "search", "--onlyvisible", "--name", f"^{TITLE}"]
+        search = ["xdotool", "search", "--onlyvisible", "--class", "^vantorel$"]
         found = wait_until(lambda: desktop.run(search).stdout.split(), "the window", detail=desktop.describe)[0].decode()
         wait_until(lambda: desktop.run(["xdotool", "getactivewindow"]).stdout.decode().strip() == found,
                    "the window to be active", detail=desktop.describe)
