@@ -1,6 +1,7 @@
 #include "controls/Text.h"
 
 #include <QApplication>
+#include <QStyle>
 
 namespace vantorel {
 
@@ -17,6 +18,17 @@ Text::Text(const QString& text, theme::Type type, theme::Tone tone, QWidget* par
 void Text::setTone(theme::Tone tone) {
     m_tone = tone;
     dress();
+}
+
+// The label would go to the edge at which the text's own script begins, and a name in Latin letters to the far edge of
+// a mirrored window.
+void Text::paintEvent(QPaintEvent* event) {
+    const bool isForeign = text().isRightToLeft() != (layoutDirection() == Qt::RightToLeft);
+    const Qt::Alignment leading = alignment() & Qt::AlignHorizontal_Mask;
+    if (isForeign && !(leading & (Qt::AlignHCenter | Qt::AlignAbsolute)))
+        setAlignment((alignment() & Qt::AlignVertical_Mask) | Qt::AlignAbsolute
+                     | QStyle::visualAlignment(layoutDirection(), leading));
+    QLabel::paintEvent(event);
 }
 
 void Text::dress() {

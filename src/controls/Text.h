@@ -15,6 +15,9 @@ public:
 
     void setTone(theme::Tone tone);
 
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
 private:
     void dress();
 

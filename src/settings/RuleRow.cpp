@@ -32,6 +32,11 @@ constexpr qreal kDraggedOpacity = 0.55;
 constexpr qreal kDisabledOpacity = 0.45;
 constexpr qreal kSelectionOpacity = 0.08;
 
+// A link reads from left to right in every window: its slashes and dots would change sides otherwise.
+Qt::LayoutDirection directionOf(const QString& text) {
+    return text.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight;
+}
+
 } // namespace
 
 RuleRow::RuleRow(QWidget* parent) : QWidget(parent), m_switch(new Switch({}, kSwitchScale, this)) {
@@ -157,8 +162,9 @@ void RuleRow::paintEvent(QPaintEvent*) {
     painter.setPen(theme::color(theme::Tone::primary, colors));
     const QRect titleArea(area.left(), top, area.width(), titleMetrics.height());
     const QString oneLine = m_names.title.simplified();
+    painter.setLayoutDirection(directionOf(oneLine));
     painter.drawText(titleArea,
-                     static_cast<int>(Qt::AlignVCenter | Qt::TextSingleLine)
+                     static_cast<int>(Qt::AlignVCenter | Qt::AlignAbsolute) | static_cast<int>(Qt::TextSingleLine)
                          | static_cast<int>(QStyle::visualAlignment(layoutDirection(), Qt::AlignLeft)),
                      titleMetrics.elidedText(oneLine, Qt::ElideRight, titleArea.width()));
     paintCaption(painter, QRectF(area.left(), titleArea.bottom() + 1 + kLineGap, area.width(), captionHeight));
@@ -187,6 +193,7 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
         const QRectF place = take(std::min(space, std::ceil(metrics.horizontalAdvance(shown))));
         painter.setFont(face);
         painter.setPen(theme::color(tone, colors));
+        painter.setLayoutDirection(directionOf(text));
         painter.drawText(place, static_cast<int>(Qt::AlignCenter) | static_cast<int>(Qt::TextSingleLine), shown);
     };
     constexpr qreal kSpace = 4;

@@ -105,8 +105,8 @@ private Q_SLOTS:
     }
 
     void no_control_has_the_focus_at_first() {
-        Window window;
         QWidget host;
+        Window window; // which owns the view, and so has to go first
         auto* const layout = new QVBoxLayout(&host);
         layout->addWidget(window.view.get());
         host.show();
@@ -114,7 +114,6 @@ private Q_SLOTS:
         QCOMPARE(host.focusWidget(), window.view.get());
         QTest::keyClick(&host, Qt::Key_Tab);
         QCOMPARE(host.focusWidget(), window.button("Set as Default Browser"));
-        window.view->setParent(nullptr);
     }
 
     void nothing_lies_over_its_neighbour_in_a_small_window() {
