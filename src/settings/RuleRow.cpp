@@ -173,11 +173,17 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
     const auto write = [&](const QString& text, const QFont& face, theme::Tone tone, qreal reserve = 0) {
         const QFontMetricsF metrics(face);
         const qreal space = std::max<qreal>(right - left - reserve, 0);
-        const QString shown = metrics.elidedText(text.simplified(), Qt::ElideRight, space);
-        const QRectF place = take(std::min(space, std::ceil(metrics.horizontalAdvance(shown))));
+        // Shaping text is most of what a row costs: what fits is measured once and drawn once.
+        QString shown = text.simplified();
+        qreal width = std::ceil(metrics.horizontalAdvance(shown));
+        if (width > space) {
+            shown = metrics.elidedText(shown, Qt::ElideRight, space);
+            width = std::min(space, std::ceil(metrics.horizontalAdvance(shown)));
+        }
+        const QRectF place = take(width);
         painter.setFont(face);
         painter.setPen(theme::color(tone, colors));
-        painter.drawText(place, static_cast<int>(Qt::AlignCenter) | static_cast<int>(Qt::TextSingleLine), shown);
+        painter.drawText(QPointF(place.left(), place.center().y() + (metrics.ascent() - metrics.descent()) / 2), shown);
     };
     constexpr qreal kSpace = 4;
     const bool hasPattern = !m_rule.pattern.isEmpty();
