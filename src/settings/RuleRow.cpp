@@ -24,6 +24,7 @@ constexpr int kSwitchSlot = 38;
 constexpr int kGap = 10;
 constexpr int kHandle = 18; // the symbol; what can be grasped is larger
 constexpr int kLineGap = 3; // between title and caption
+constexpr qreal kArrow = 10; // from what is matched to the browser
 constexpr qreal kSwitchScale = 0.75;
 
 constexpr qreal kDraggedOpacity = 0.55;
@@ -185,12 +186,23 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
         painter.setPen(theme::color(tone, colors));
         painter.drawText(QPointF(place.left(), place.center().y() + (metrics.ascent() - metrics.descent()) / 2), shown);
     };
+    // Not a letter: the font may have none, and looking for another font takes longer than all the rest of the row.
+    const auto pointOn = [&] {
+        constexpr qreal kWing = 3;
+        const QRectF place = take(kArrow).adjusted(0.5, 0, -0.5, 0);
+        const QPointF from(mirrored ? place.right() : place.left(), std::floor(place.center().y()) + 0.5);
+        const QPointF tip(mirrored ? place.left() : place.right(), from.y());
+        const qreal back = mirrored ? kWing : -kWing;
+        painter.setPen(QPen(theme::color(theme::Tone::secondary, colors), 1));
+        painter.drawLine(from, tip);
+        painter.drawPolyline(QPolygonF({tip + QPointF(back, -kWing), tip, tip + QPointF(back, kWing)}));
+    };
     constexpr qreal kSpace = 4;
     const bool hasPattern = !m_rule.pattern.isEmpty();
     // However long the pattern is, where its links go stays readable.
     const QString target = m_names.browser;
-    const qreal targetWidth = std::min<qreal>(
-        QFontMetricsF(caption).horizontalAdvance(QStringLiteral("→") + target) + 3 * kSpace + 4, area.width() / 2);
+    const qreal targetWidth =
+        std::min<qreal>(QFontMetricsF(caption).horizontalAdvance(target) + kArrow + 3 * kSpace + 4, area.width() / 2);
 
     if (m_names.app) {
         const qreal side = std::min<qreal>(area.height(), 14);
@@ -209,7 +221,7 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
         write(m_rule.pattern, theme::font(theme::Type::monospacedCaption, font()), theme::Tone::blue, targetWidth);
         take(kSpace);
     }
-    write(mirrored ? QStringLiteral("←") : QStringLiteral("→"), caption, theme::Tone::secondary);
+    pointOn();
     take(kSpace);
     write(target, caption, theme::Tone::secondary);
 }
