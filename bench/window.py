@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """How long the settings window takes: from the wish for it to its pixels on the screen.
 
-usage: VANTOREL_STAGE=STAGE window.py FLOOR [--json FILE] [--rounds N]
+usage: VANTOREL_STAGE=STAGE window.py FLOOR [--json FILE] [--rounds N] [--only managed|bare]
 
 FLOOR is bench_window_floor: a plain Qt window with one label, shown in the same way. Every round starts each program
 once, lets it come to rest, shows its window, hides and shows it again, in changing order. On a private bus and display,
