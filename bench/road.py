@@ -11,6 +11,7 @@ reply     the same call, until its answer is here
 open      vantorel-open -b alone, until the browser runs
 exec      the browser started straight away, until it runs
 cold      as warm, but the program does not run and the bus starts it; measured after all the others
+display   as cold, in a session with an X server, where the program is also one with windows
 """
 
 import argparse
@@ -141,23 +142,18 @@ class Road:
         self.desktop.stop_router()
         return series
 
-    def cold_rounds(self, rounds):
-        series = {"cold": [], "cold reply": []}
-        for _ in range(rounds):
-            if self.desktop.router_pid() is not None:
-                sys.exit("the program still runs")
-            browser, reply = self.open_on_bus()
-            series["cold"].append(browser)
-            series["cold reply"].append(reply)
-            router = self.desktop.router_pid()
-            self.wait_for_quiet(router)
-            self.desktop.stop_router()
-        return series
+    def cold_round(self, name="cold"):
+        if self.desktop.router_pid() is not None:
+            sys.exit("the program still runs")
+        browser, reply = self.open_on_bus()
+        self.wait_for_quiet(self.desktop.router_pid())
+        self.desktop.stop_router()
+        return {name: browser, name + " reply": reply}
 
 
 def summary(series):
     """Median and 95th percentile of each road, and the ratios of the medians."""
-    figures = {name: {"rounds": len(values), "median": statistics.median(values),
+    figures = {name: {"rounds": len(values), "min": min(values), "median": statistics.median(values),
                       "p95": sorted(values)[max(0, round(0.95 * len(values)) - 1)]}
                for name, values in series.items() if values}
     median = {name: figure["median"] for name, figure in figures.items()}
@@ -165,13 +161,14 @@ def summary(series):
               "open/exec": median["open"] / median["exec"]}
     if "cold" in median:
         ratios["cold/warm"] = median["cold"] / median["warm"]
+        ratios["display/cold"] = median["display"] / median["cold"]
     return {"unit": "ms", "figures": figures, "ratios": ratios}
 
 
 def show(result):
-    print(f"{'road':<12}{'rounds':>8}{'median ms':>12}{'p95 ms':>10}")
+    print(f"{'road':<16}{'rounds':>8}{'least ms':>12}{'median ms':>12}{'p95 ms':>10}")
     for name, figure in result["figures"].items():
-        print(f"{name:<12}{figure['rounds']:>8}{figure['median']:>12.2f}{figure['p95']:>10.2f}")
+        print(f"{name:<16}{figure['rounds']:>8}{figure['min']:>12.2f}{figure['median']:>12.2f}{figure['p95']:>10.2f}")
     print()
     for name, ratio in result["ratios"].items():
         print(f"{name:<12}{ratio:>8.2f}")
@@ -185,12 +182,16 @@ def main():
     arguments = parser.parse_args()
     if not os.access(os.path.join(stage_folder(), "bin", "vantorel"), os.X_OK):
         sys.exit(f"no program at {stage_folder()}/bin/vantorel: set VANTOREL_STAGE to a staged install")
-    with PrivateDesktop() as desktop:
-        road = Road(desktop)
+    with PrivateDesktop() as desktop, PrivateDesktop(display=True) as session:
+        road, displayed = Road(desktop), Road(session)
         try:
-            series = road.warm_rounds(arguments.rounds) | road.cold_rounds(arguments.cold_rounds)
+            series = road.warm_rounds(arguments.rounds)
+            for _ in range(arguments.cold_rounds):
+                for name, value in (road.cold_round() | displayed.cold_round("display")).items():
+                    series.setdefault(name, []).append(value)
         finally:
             road.close()
+            displayed.close()
     result = summary(series)
     show(result)
     if arguments.json:

@@ -98,7 +98,7 @@ ActivationSource& activationSource() {
     return source;
 }
 
-// A portal that has to be started first is not waited for: the window then changes its colours a little later.
+// For a portal that runs and is slow: the window then changes its colours a little later.
 constexpr std::chrono::milliseconds kPatienceWithPortal{50};
 
 // Where a theme of the desktop brings colours they are what the user wants.

@@ -26,6 +26,7 @@ constexpr int kGap = 10;
 constexpr int kHandle = 18; // the symbol; what can be grasped is larger
 constexpr int kLineGap = 3; // between title and caption
 constexpr qreal kIcon = 16; // of the browser and of the application, where the line is high enough
+constexpr qreal kArrow = 10; // from what is matched to the browser
 constexpr qreal kSwitchScale = 0.75;
 
 constexpr qreal kDraggedOpacity = 0.55;
@@ -189,12 +190,29 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
     const auto write = [&](const QString& text, const QFont& face, theme::Tone tone, qreal reserve = 0) {
         const QFontMetricsF metrics(face);
         const qreal space = std::max<qreal>(right - left - reserve, 0);
-        const QString shown = metrics.elidedText(text.simplified(), Qt::ElideRight, space);
-        const QRectF place = take(std::min(space, std::ceil(metrics.horizontalAdvance(shown))));
+        // Shaping text is most of what a row costs: what fits is measured once and drawn once.
+        QString shown = text.simplified();
+        qreal width = std::ceil(metrics.horizontalAdvance(shown));
+        if (width > space) {
+            shown = metrics.elidedText(shown, Qt::ElideRight, space);
+            width = std::min(space, std::ceil(metrics.horizontalAdvance(shown)));
+        }
+        const QRectF place = take(width);
         painter.setFont(face);
         painter.setPen(theme::color(tone, colors));
         painter.setLayoutDirection(directionOf(text));
-        painter.drawText(place, static_cast<int>(Qt::AlignCenter) | static_cast<int>(Qt::TextSingleLine), shown);
+        painter.drawText(QPointF(place.left(), place.center().y() + (metrics.ascent() - metrics.descent()) / 2), shown);
+    };
+    // Not a letter: the font may have none, and looking for another font takes longer than all the rest of the row.
+    const auto pointOn = [&] {
+        constexpr qreal kWing = 3;
+        const QRectF place = take(kArrow).adjusted(0.5, 0, -0.5, 0);
+        const QPointF from(mirrored ? place.right() : place.left(), std::floor(place.center().y()) + 0.5);
+        const QPointF tip(mirrored ? place.left() : place.right(), from.y());
+        const qreal back = mirrored ? kWing : -kWing;
+        painter.setPen(QPen(theme::color(theme::Tone::secondary, colors), 1));
+        painter.drawLine(from, tip);
+        painter.drawPolyline(QPolygonF({tip + QPointF(back, -kWing), tip, tip + QPointF(back, kWing)}));
     };
     constexpr qreal kSpace = 4;
     const bool hasPattern = !m_rule.pattern.isEmpty();
@@ -202,9 +220,8 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
     const QString target = m_names.browser;
     const qreal side = std::min(area.height(), kIcon);
     const qreal iconWidth = m_browserIcon.isNull() ? 0 : side + kSpace;
-    const qreal targetWidth = std::min<qreal>(QFontMetricsF(caption).horizontalAdvance(QStringLiteral("→") + target)
-                                                  + iconWidth + 3 * kSpace + 4,
-                                              area.width() / 2);
+    const qreal targetWidth = std::min<qreal>(
+        QFontMetricsF(caption).horizontalAdvance(target) + kArrow + iconWidth + 3 * kSpace + 4, area.width() / 2);
 
     const auto paintIcon = [&](const QIcon& icon) {
         const QRectF place = take(side);
@@ -234,7 +251,7 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
         write(m_rule.pattern, theme::font(theme::Type::monospacedCaption, font()), theme::Tone::blue, targetWidth);
         take(kSpace);
     }
-    write(mirrored ? QStringLiteral("←") : QStringLiteral("→"), caption, theme::Tone::secondary);
+    pointOn();
     take(kSpace);
     if (!m_browserIcon.isNull()) {
         paintIcon(m_browserIcon);

@@ -174,7 +174,6 @@ QWidget* SettingsView::makeContent() {
         },
         content);
     m_content->addWidget(m_list);
-    m_content->addWidget(m_emptyState = makeEmptyState());
     connect(m_list, &RuleList::selectionRequested, this, &SettingsView::setSelectedRuleID);
     connect(m_list, &RuleList::editRequested, this, &SettingsView::editRule);
     connect(m_list, &RuleList::deletionRequested, this, &SettingsView::deleteSelectedRule);
@@ -270,10 +269,14 @@ QWidget* SettingsView::makeFooter() {
 // -- what the user does -----------------------------------------------------------------------------------------------
 
 void SettingsView::refresh() {
-    m_tipsBanner->setVisible(m_store.showTipsEnabled());
+    // Showing what is not hidden would lay it out once more.
+    if (m_tipsBanner->isHidden() == m_store.showTipsEnabled())
+        m_tipsBanner->setVisible(m_store.showTipsEnabled());
     m_tips->setChecked(m_store.showTipsEnabled());
     m_debugMode->setChecked(m_store.debugModeEnabled());
     m_fallback->setSelectedBundleID(m_store.fallbackBrowserID());
+    if (m_store.rules().isEmpty() && !m_emptyState)
+        m_content->addWidget(m_emptyState = makeEmptyState());
     m_content->setCurrentWidget(m_store.rules().isEmpty() ? m_emptyState : m_list);
     m_minus->setEnabled(m_selectedRuleID.has_value());
 }

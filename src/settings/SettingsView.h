@@ -65,7 +65,7 @@ private:
     QWidget* m_tipsBanner;
     QStackedLayout* m_content;
     RuleList* m_list;
-    QWidget* m_emptyState;
+    QWidget* m_emptyState = nullptr; // made when there is first need of it
     BrowserPicker* m_fallback;
     Switch* m_tips;
     Switch* m_debugMode;

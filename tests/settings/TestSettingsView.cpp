@@ -34,7 +34,8 @@ class TestSettingsView : public QObject {
         std::unique_ptr<SettingsView> view;
 
         explicit Window(const QList<Rule>& rules = {}) {
-            detectors.setBrowsers({{.id = "org.example.Blue", .name = "Blue"}, {.id = "org.example.Red", .name = "Red"}});
+            detectors.setBrowsers(
+                {{.id = "org.example.Blue", .name = "Blue"}, {.id = "org.example.Red", .name = "Red"}});
             detectors.setApps({{.id = "org.example.Mail", .name = "Mail"}});
             store.setRules(rules);
             open();
@@ -187,8 +188,8 @@ private Q_SLOTS:
 
     void tips_teach_three_steps() {
         Window window;
-        for (const char* text : {"Vantorel sits in front of your browsers and routes each link using the rules below.", "1",
-                                 "2", "3", "Set it as default", "Choose a fallback", "Add your rules",
+        for (const char* text : {"Vantorel sits in front of your browsers and routes each link using the rules below.",
+                                 "1", "2", "3", "Set it as default", "Choose a fallback", "Add your rules",
                                  "Use the button above so Vantorel receives links first.",
                                  "Pick the browser used when a link does not match any rule.",
                                  "Create site or app-based rules to open links in the right browser."})
@@ -401,8 +402,9 @@ private Q_SLOTS:
                 break;
             order.append(name);
         }
-        QCOMPARE(order, QStringList({"Set as Default Browser", "Hide", "RuleList", "BrowserPicker", "Tips", "Debug Mode",
-                                     "Add rule"}));
+        QCOMPARE(order,
+                 QStringList({"Set as Default Browser", "Hide", "RuleList", "BrowserPicker", "Tips", "Debug Mode",
+                              "Add rule"}));
     }
 };
 

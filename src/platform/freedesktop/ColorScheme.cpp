@@ -46,9 +46,12 @@ ColorScheme::ColorScheme(QDBusConnection bus) : m_bus(std::move(bus)) { }
 void ColorScheme::start(std::chrono::milliseconds patience) {
     m_bus.connect(kService, kPath, kInterface, QStringLiteral("SettingChanged"), this,
                   SLOT(onSettingChanged(QString, QString, QDBusVariant)));
-    const QDBusMessage answer = m_bus.call(question(), QDBus::Block, static_cast<int>(patience.count()));
+    // A portal that runs answers at once. One that does not is started, but not waited for.
+    QDBusMessage message = question();
+    message.setAutoStartService(false);
+    const QDBusMessage answer = m_bus.call(message, QDBus::Block, static_cast<int>(patience.count()));
     take(answer);
-    if (answer.errorName() == u"org.freedesktop.DBus.Error.NoReply")
+    if (answer.type() == QDBusMessage::ErrorMessage)
         ask();
 }
 

@@ -19,8 +19,8 @@ public:
 
     explicit ColorScheme(QDBusConnection bus);
 
-    /// Asks the portal and follows it from now on. Waits for the answer, but no longer than `patience`; what comes
-    /// later is a change.
+    /// Asks the portal and follows it from now on. Waits for the answer of one that runs, but no longer than
+    /// `patience`; what comes later is a change.
     void start(std::chrono::milliseconds patience);
 
     /// Neither is known where there is no portal.

@@ -1,0 +1,216 @@
+#!/usr/bin/python3
+"""How long the settings window takes: from the wish for it to its pixels on the screen.
+
+usage: VANTOREL_STAGE=STAGE window.py FLOOR [--json FILE] [--rounds N] [--only managed|bare]
+
+FLOOR is bench_window_floor: a plain Qt window with one label, shown in the same way. Every round starts each program
+once, lets it come to rest, shows its window, hides and shows it again, in changing order. On a private bus and display,
+once with a window manager and once without. A process apart reads the screen and tells when the window's content is
+there and stays. Milliseconds and MB; medians, and the least in brackets.
+
+first, second   from Activate on the bus until the pixels are there
+cpu             processor time of the program for the same
+idle            memory before any window was asked for: resident, proportional, private and written to
+window          what the first show adds to that
+"""
+
+import argparse
+import itertools
+import json
+import os
+import statistics
+import subprocess
+import sys
+import time
+
+import dbus.bus
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, os.path.join(ROOT, "tests", "desktop"))
+
+from harness.desktop import APPLICATION, PROGRAM_ID, PROGRAM_PATH, PrivateDesktop  # noqa: E402
+from harness.processes import end_process, wait_until  # noqa: E402
+from harness.settings import rule  # noqa: E402
+
+BROWSER = "org.example.Browser"
+FLOOR_ID = "org.example.Floor"
+WARM_UP = 1
+CALL_SECONDS = 30.0
+AT_REST = 0.4  # seconds without any processor time
+
+
+def processor_time(pid):
+    """Milliseconds that the process has computed."""
+    total = 0
+    for task in os.listdir(f"/proc/{pid}/task"):
+        try:
+            with open(f"/proc/{pid}/task/{task}/schedstat", encoding="ascii") as file:
+                total += int(file.read().split()[0])
+        except FileNotFoundError:
+            pass
+    return total / 1e6
+
+
+def memory(pid):
+    """(resident, proportional, private dirty) in MB."""
+    with open(f"/proc/{pid}/smaps_rollup", encoding="ascii") as file:
+        sizes = {line.split(":")[0]: line.split()[1] for line in file if line.rstrip().endswith("kB")}
+    return [int(sizes[name]) / 1000 for name in ("Rss", "Pss", "Private_Dirty")]
+
+
+class Watcher:
+    """The process that looks at the screen."""
+
+    def __init__(self, desktop):
+        program = os.path.join(desktop.programs, "window_watcher")
+        subprocess.run(["cc", "-O2", os.path.join(ROOT, "bench", "window_watcher.c"), "-o", program, "-lxcb"], check=True)
+        self.process = desktop.spawn([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+
+    def tell(self, line):
+        self.process.stdin.write(line.encode() + b"\n")
+        self.process.stdin.flush()
+
+    def answer(self):
+        line = self.process.stdout.readline().split()
+        if not line:
+            sys.exit("the watcher of the screen has ended")
+        return line
+
+    def close_windows(self, name):
+        self.tell("close " + name)
+        self.answer()
+
+
+class Windows:
+    """The desktop under measurement."""
+
+    def __init__(self, desktop, floor):
+        self.desktop = desktop
+        self.floor = floor
+        self.watcher = Watcher(desktop)
+        desktop.add_browser(BROWSER)
+        self.bus = dbus.bus.BusConnection(desktop.environment["DBUS_SESSION_BUS_ADDRESS"])
+
+    def start(self, rules):
+        """(process id, bus name, window class) of the program with so many rules, or of the floor."""
+        if rules is None:
+            pid = self.desktop.spawn([self.floor]).pid
+            wait_until(lambda: self.bus.name_has_owner(FLOOR_ID), "the floor on the bus")
+            return pid, FLOOR_ID, os.path.basename(self.floor)
+        kinds = ("Contains", "Domain", "Starts With", "Regex")
+        self.desktop.write_settings(rules=[rule(BROWSER, f"host{number}.example.test", kinds[number % 4],
+                                                name=f"Rule {number}") for number in range(rules)],
+                                    fallback=BROWSER, debug_mode=False)
+        self.desktop.start_router()
+        return self.desktop.router_pid(), PROGRAM_ID, "vantorel"
+
+    def rest(self, pid):
+        before, since = processor_time(pid), time.monotonic()
+        while time.monotonic() - since < AT_REST:
+            time.sleep(0.05)
+            current = processor_time(pid)
+            if current != before:
+                before, since = current, time.monotonic()
+
+    def show(self, pid, name):
+        """(milliseconds until the content is there, processor time)"""
+        self.watcher.tell("watch")
+        self.watcher.answer()
+        computed = processor_time(pid)
+        start = time.monotonic_ns()
+        self.bus.call_async(name, PROGRAM_PATH, APPLICATION, "Activate", "a{sv}", ({},), None, None, CALL_SECONDS)
+        self.bus.flush()
+        _, final, _ = map(int, self.watcher.answer())
+        return (final - start) / 1e6, processor_time(pid) - computed
+
+    def measure(self, rules):
+        pid, name, window_class = self.start(rules)
+        self.rest(pid)
+        idle = memory(pid)
+        first, first_cpu = self.show(pid, name)
+        self.rest(pid)
+        shown = memory(pid)
+        self.watcher.close_windows(window_class)
+        self.rest(pid)
+        second, second_cpu = self.show(pid, name)
+        self.watcher.close_windows(window_class)
+        if rules is None:
+            end_process(pid)
+        else:
+            self.desktop.stop_router()
+        figures = {"first": first, "first cpu": first_cpu, "second": second, "second cpu": second_cpu}
+        for kind, before, after in zip(("RSS", "PSS", "dirty"), idle, shown):
+            figures["idle " + kind] = before
+            figures["window " + kind] = after - before
+        return figures
+
+
+PROGRAMS = {"30 rules": 30, "1000 rules": 1000, "floor": None}
+
+
+def measure_all(windows, rounds):
+    series = {name: {} for name in PROGRAMS}
+    orders = itertools.cycle(itertools.permutations(PROGRAMS))
+    for count, order in zip(range(WARM_UP + rounds), orders):
+        for name in order:
+            for figure, value in windows.measure(PROGRAMS[name]).items():
+                if count >= WARM_UP:
+                    series[name].setdefault(figure, []).append(value)
+    return series
+
+
+def start_bare_display(desktop):
+    read_end, write_end = os.pipe()
+    desktop.spawn(["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"],
+                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=[write_end])
+    os.close(write_end)
+    with os.fdopen(read_end, "rb") as pipe:
+        desktop.environment["DISPLAY"] = ":" + pipe.readline().strip().decode()
+
+
+def summary(series):
+    figures = {name: {figure: {"median": statistics.median(values), "min": min(values), "rounds": len(values)}
+                      for figure, values in rows.items()} for name, rows in series.items()}
+    ratios = {}
+    for kind in ("min", "median"):
+        for figure in ("first", "first cpu"):
+            few, many, floor = (figures[name][figure][kind] for name in ("30 rules", "1000 rules", "floor"))
+            ratios[f"{figure}, 1000 rules/30 rules, {kind}"] = many / few
+            ratios[f"{figure}, 30 rules/floor, {kind}"] = few / floor
+    return {"figures": figures, "ratios": ratios}
+
+
+def show(title, result):
+    print(f"{title}\n{'':<16}" + "".join(f"{name:>20}" for name in PROGRAMS))
+    for figure in result["figures"]["floor"]:
+        cells = (result["figures"][name][figure] for name in PROGRAMS)
+        print(f"{figure:<16}" + "".join(f"{cell['median']:>11.1f} [{cell['min']:6.1f}]" for cell in cells))
+    for name, ratio in result["ratios"].items():
+        print(f"{name:<44}{ratio:>8.2f}")
+    print()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("floor")
+    parser.add_argument("--json", metavar="FILE", help="write the figures there as well")
+    parser.add_argument("--rounds", type=int, default=12)
+    parser.add_argument("--only", choices=["managed", "bare"], help="with or without a window manager only")
+    arguments = parser.parse_args()
+    results = {}
+    for kind in ("managed", "bare"):
+        if arguments.only not in (None, kind):
+            continue
+        with PrivateDesktop(display=kind == "managed") as desktop:
+            if kind == "bare":
+                start_bare_display(desktop)
+            results[kind] = summary(measure_all(Windows(desktop, os.path.abspath(arguments.floor)), arguments.rounds))
+        show("with a window manager" if kind == "managed" else "without a window manager", results[kind])
+    if arguments.json:
+        with open(arguments.json, "w", encoding="utf-8") as file:
+            json.dump(results, file, indent=2)
+            file.write("\n")
+
+
+if __name__ == "__main__":
+    main()
