@@ -30,6 +30,7 @@ constexpr auto kMakersDomain = "qorbex.com";
 
 constexpr int kMargin = 16;
 constexpr int kFallbackWidth = 200;
+constexpr int kLeastFallbackWidth = 90;
 constexpr int kEmptySymbol = 42;
 
 QHBoxLayout* rowIn(QWidget* area, int spacing) {
@@ -196,7 +197,10 @@ QWidget* SettingsView::makeFooter() {
 
     auto* const label = new Text(tr("Fallback:"), theme::Type::callout, theme::Tone::primary, footer);
     m_fallback = new BrowserPicker(m_detector, tr("Choose fallback browser…"), footer);
-    m_fallback->setFixedWidth(kFallbackWidth);
+    // Narrower only where the window has no room for all that stands in the row.
+    m_fallback->setMinimumWidth(kLeastFallbackWidth);
+    m_fallback->setMaximumWidth(kFallbackWidth);
+    m_fallback->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     label->setBuddy(m_fallback);
     connect(m_fallback, &BrowserPicker::selectedBundleIDChanged, this, [this](const QString& id) {
         m_store.setFallbackBrowserID(id);
@@ -232,7 +236,7 @@ QWidget* SettingsView::makeFooter() {
     fallback->setSpacing(8);
     fallback->addWidget(label);
     fallback->addWidget(m_fallback);
-    row->addLayout(fallback);
+    row->addLayout(fallback, 1);
     row->addStretch();
     row->addWidget(m_tips);
     row->addWidget(m_debugMode);
