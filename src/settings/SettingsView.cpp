@@ -30,6 +30,7 @@ constexpr auto kMakersDomain = "qorbex.com";
 
 constexpr int kMargin = 16;
 constexpr int kFallbackWidth = 200;
+constexpr int kLeastFallbackWidth = 90;
 constexpr int kEmptySymbol = 42;
 constexpr int kLeastContent = 100; // high
 
@@ -216,7 +217,7 @@ QWidget* SettingsView::makeFooter() {
     // Long words beside it take of its room where the window is narrow.
     m_fallback->setMinimumContentsLength(kFallbackWidth);
     m_fallback->setMaximumWidth(kFallbackWidth);
-    m_fallback->setMinimumWidth(kFallbackWidth / 2);
+    m_fallback->setMinimumWidth(kLeastFallbackWidth);
     label->setBuddy(m_fallback);
     label->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
     connect(m_fallback, &BrowserPicker::selectedBundleIDChanged, this, [this](const QString& id) {

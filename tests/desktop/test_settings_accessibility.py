@@ -104,7 +104,7 @@ class Tree(SettingsWindowTest):
                     ("radio button", "Domain", ()): (control, TOGGLE),
                     ("radio button", "Starts With", ()): (control, TOGGLE),
                     ("radio button", "Regex", ()): (control, TOGGLE),
-                    ("text", "Pattern:", ("Pattern:",)): ([*field, "multi-line"], ["SetFocus"]),
+                    ("text", "Pattern:", ()): ([*field, "multi-line"], ["SetFocus"]),
                     ("combo box", "Choose browser\u2026", ("Open in:",)): (control, ["ShowMenu", "Press"]),
                     ("push button", "Cancel", ()): (control, PRESS),
                     ("push button", "Add Rule", ()): (["focusable"], [])}
