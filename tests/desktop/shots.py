@@ -250,7 +250,6 @@ def _open_fallback(window):
 
 
 _SOME = _some_rules()
-_NO_TRANSLATION = "the program is not translated yet"
 
 SHOTS = [
     Shot("empty", tips=True, fallback=None, is_default=False),
@@ -279,10 +278,10 @@ SHOTS = [
     Shot("scale-1.25", _SOME, act=_select, scale=1.25),
     Shot("scale-1.5-editor", _SOME, act=_edit, scale=1.5),
     Shot("scale-2", _SOME, act=_select, scale=2.0),
-    Shot("german", _SOME, tips=True, language="de", missing=_NO_TRANSLATION),
-    Shot("german-editor", _SOME, act=_edit, language="de", missing=_NO_TRANSLATION),
-    Shot("arabic", _SOME, tips=True, act=_select, language="ar", missing=_NO_TRANSLATION),
-    Shot("arabic-editor", _SOME, act=_edit, language="ar", missing=_NO_TRANSLATION),
+    Shot("german", _SOME, tips=True, language="de"),
+    Shot("german-editor", _SOME, act=_edit, language="de"),
+    Shot("arabic", _SOME, tips=True, act=_select, language="ar"),
+    Shot("arabic-editor", _SOME, act=_edit, language="ar"),
 ]
 
 
