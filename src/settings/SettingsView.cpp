@@ -94,6 +94,11 @@ QWidget* SettingsView::makeToolbar() {
     texts->addWidget(new Text(tr("Vantorel by %1").arg(QLatin1StringView(kMakersDomain)), theme::Type::headline,
                               theme::Tone::primary, toolbar));
     texts->addWidget(new Text(tr("Routing Rules"), theme::Type::subheadline, theme::Tone::primary, toolbar));
+    // Made here so that assistive technology reads it in its place.
+    auto* const explanation = new Text(
+        tr("Rules are checked top-to-bottom. First match wins. Double-click to edit, drag the handle to reorder."),
+        theme::Type::caption, theme::Tone::secondary, toolbar);
+    explanation->setWordWrap(true);
     row->addLayout(texts, 1);
 
     auto* const side = new QHBoxLayout;
@@ -109,10 +114,6 @@ QWidget* SettingsView::makeToolbar() {
     column->addLayout(row);
 
     // Below the button, not beside it: the whole width is just enough for one line.
-    auto* const explanation = new Text(
-        tr("Rules are checked top-to-bottom. First match wins. Double-click to edit, drag the handle to reorder."),
-        theme::Type::caption, theme::Tone::secondary, toolbar);
-    explanation->setWordWrap(true);
     column->addWidget(explanation);
 
     const auto mark = [this] { m_defaultMark->setVisible(m_systemSettings.isDefaultBrowser()); };
