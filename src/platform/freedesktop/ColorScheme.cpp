@@ -3,6 +3,7 @@
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
+#include <QTimer>
 
 #include <utility>
 
@@ -39,6 +40,9 @@ std::optional<QColor> colorOf(const QVariant& value) {
     return QColor::fromRgbF(static_cast<float>(parts[0]), static_cast<float>(parts[1]), static_cast<float>(parts[2]));
 }
 
+// Longer than a first show takes, and short for the eye.
+constexpr std::chrono::milliseconds kFirstShow{100};
+
 } // namespace
 
 ColorScheme::ColorScheme(QDBusConnection bus) : m_bus(std::move(bus)) { }
@@ -46,13 +50,14 @@ ColorScheme::ColorScheme(QDBusConnection bus) : m_bus(std::move(bus)) { }
 void ColorScheme::start(std::chrono::milliseconds patience) {
     m_bus.connect(kService, kPath, kInterface, QStringLiteral("SettingChanged"), this,
                   SLOT(onSettingChanged(QString, QString, QDBusVariant)));
-    // A portal that runs answers at once. One that does not is started, but not waited for.
+    // A portal that runs answers at once. One that does not is started, but only when the window is there: its start
+    // would take the processor away from the first show.
     QDBusMessage message = question();
     message.setAutoStartService(false);
     const QDBusMessage answer = m_bus.call(message, QDBus::Block, static_cast<int>(patience.count()));
     take(answer);
     if (answer.type() == QDBusMessage::ErrorMessage)
-        ask();
+        QTimer::singleShot(kFirstShow, this, &ColorScheme::ask);
 }
 
 void ColorScheme::ask() {
