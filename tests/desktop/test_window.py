@@ -490,29 +490,9 @@ class BadDisplays(WindowTest):
 class Wayland(WindowTest):
     """The same on a compositor of its own, which shows nothing anywhere."""
 
-    def start_compositor(self):
-        # It refuses to run as root, and keeps its sockets in a folder that belongs to its user.
-        desktop = self.private
-        folder = desktop.folder("sway", 0o700)
-        configuration = desktop.write(os.path.join(folder, "config"),
-                                      "xwayland disable\nfocus_on_window_activation focus\nfor_window [app_id=.*] floating enable\n")
-        argv = ["sway", "--config", configuration]
-        if os.geteuid() == 0:
-            for path in (folder, configuration):
-                os.chown(path, 65534, 65534)
-            argv = ["setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups", "--"] + argv
-        for left_over in ("commands", "wayland-1"):
-            if os.path.exists(os.path.join(folder, left_over)):
-                os.unlink(os.path.join(folder, left_over))
-        desktop.environment.update({"SWAYSOCK": os.path.join(folder, "commands"),
-                                    "WAYLAND_DISPLAY": os.path.join(folder, "wayland-1")})
-        own = {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": None, "DISPLAY": None, "WLR_BACKENDS": "headless",
-               "WLR_RENDERER": "pixman", "WLR_LIBINPUT_NO_DEVICES": "1"}
-        with open(os.path.join(desktop.logs, "compositor"), "ab") as log:
-            compositor = desktop.spawn(argv, own, stdout=log, stderr=log)
-        wait_until(lambda: desktop.run(["swaymsg", "-t", "get_version"]).returncode == 0, "the compositor",
-                   detail=lambda: desktop.text_of(os.path.join(desktop.logs, "compositor")))
-        return compositor
+    def float_windows(self):
+        """Windows get the size that they ask for."""
+        self.private.run(["swaymsg", "for_window [app_id=.*] floating enable"])
 
     def nodes(self):
         """What the compositor says of each window of the program."""
@@ -529,8 +509,8 @@ class Wayland(WindowTest):
         return found[0]
 
     def test_title_size_and_application(self):
-        self.prepared(display=False)
-        self.start_compositor()
+        self.prepared(display=False, compositor="sway")
+        self.float_windows()
         router = self.private.start_router()
         self.activate({"activation-token": "no-such-token"})
         self.assertEqual(self.node()["name"], TITLE)
@@ -544,8 +524,8 @@ class Wayland(WindowTest):
         self.assertIsNone(router.poll())
 
     def test_compositor_that_is_stopped(self):
-        self.prepared(display=False)
-        compositor = self.start_compositor()
+        self.prepared(display=False, compositor="sway")
+        compositor = self.private.compositor_process
         self.private.start_router()
         os.kill(compositor.pid, signal.SIGSTOP)
         try:
@@ -561,10 +541,8 @@ class Wayland(WindowTest):
     def test_compositor_that_dies_and_returns(self):
         for has_window in (False, True):
             with self.subTest(has_window=has_window):
-                desktop = self.prepared(display=False)
-                compositor = self.start_compositor()
-                desktop.call_bus("UpdateActivationEnvironment",
-                                 GLib.Variant("(a{ss})", ({"WAYLAND_DISPLAY": desktop.environment["WAYLAND_DISPLAY"]},)))
+                desktop = self.prepared(display=False, compositor="sway")
+                compositor = desktop.compositor_process
                 router = desktop.start_router()
                 self.route_at_once()
                 if has_window:
@@ -581,7 +559,7 @@ class Wayland(WindowTest):
                 values = settings.parse(processes.read_bytes(desktop.settings_file))
                 self.assertEqual(values[settings.FALLBACK], BROWSER.encode())
                 running = desktop.router_pid()
-                self.start_compositor()
+                desktop.start_compositor()
                 self.route_at_once()
                 self.activate()
                 wait_until(lambda: self.node()["focused"], "the focus")
