@@ -172,9 +172,21 @@ class SettingsWindowTest(WindowTest):
     def type(self, text):
         self.xdotool("type", "--delay", 15, text)
 
+    def wait_until_whole(self, name):
+        """Waits until all of a row is in sight and returns its rectangle. A row that looks out at the list's edge is
+        "showing" as well, but what the pointer would press there may be beneath the list."""
+        node = self.row(name)
+
+        def whole():
+            _, top, _, height = self.list().rectangle
+            x, y, width, row_height = node.rectangle
+            return (x, y, width, row_height) if top <= y and y + row_height <= top + height else None
+
+        return wait_until(whole, f"all of {name} in sight", timeout=20, detail=self.picture_of_tree)
+
     def handle_of(self, name):
         """The middle of a row's handle."""
-        x, y, width, height = self.row(name).rectangle
+        x, y, width, height = self.wait_until_whole(name)
         return x + width - ROW_PADDING - HANDLE // 2, y + height // 2
 
     def press(self, place):

@@ -474,12 +474,13 @@ class Dragging(SettingsWindowTest):
         self.press(self.handle_of("Rule 2"))
         self.drag_to((self.pointer[0], y + height - 6))
         wait_until(lambda: self.rows()[-1] == "Rule 2", "the row at the end", detail=lambda: str(self.rows()))
+        self.wait_until_whole("Rule 2")  # the list goes on as long as the button is held
         self.release()
         self.wait_for_stored(lambda rules: rules[-1]["name"] == "Rule 2", "the row at the end")
-        self.assertTrue(self.row("Rule 2").is_showing())
         self.press(self.handle_of("Rule 2"))
         self.drag_to((self.pointer[0], y + 6))
         wait_until(lambda: self.rows()[0] == "Rule 2", "the row at the start", detail=lambda: str(self.rows()))
+        self.wait_until_whole("Rule 2")
         self.release()
         self.wait_for_stored_names("Rule 2", "Rule 1", *[f"Rule {number}" for number in range(3, 41)])
 
