@@ -31,6 +31,11 @@ def qt_window():
     return _qt_program("qt_window")
 
 
+def qt_tray():
+    """The Qt application that shows an icon in the bar: VANTOREL_QT_TRAY, or built on the spot."""
+    return _qt_program("qt_tray")
+
+
 def _qt_program(name):
     given = os.environ.get("VANTOREL_" + name.upper())
     if given:
@@ -41,7 +46,7 @@ def _qt_program(name):
     if os.path.exists(program) and os.path.getmtime(program) >= os.path.getmtime(source):
         return program
     os.makedirs(folder, exist_ok=True)
-    flags = subprocess.run(["pkg-config", "--cflags", "--libs", "Qt6Gui"], stdout=subprocess.PIPE, check=True)
+    flags = subprocess.run(["pkg-config", "--cflags", "--libs", "Qt6Widgets"], stdout=subprocess.PIPE, check=True)
     subprocess.run(["g++", "-std=c++20", "-fPIC", source, "-o", program + ".new", *flags.stdout.decode().split()],
                    check=True)
     os.replace(program + ".new", program)
@@ -120,4 +125,4 @@ def main():
 
 
 __all__ = ["BROWSER", "OTHER_BROWSER", "PROGRAM_ID", "THIRD_BROWSER", "DesktopTest", "main", "processes", "qt_sender",
-           "qt_window", "sender"]
+           "qt_tray", "qt_window", "sender"]
