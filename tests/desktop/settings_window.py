@@ -3,7 +3,6 @@ pointer and keys to work on it, and the settings file to see what came of that."
 
 import json
 import os
-import re
 import tempfile
 
 from harness import processes, settings

@@ -8,22 +8,20 @@ import time
 
 from harness import processes
 from harness.browsers import write_script
-from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main, sender
+from harness.case import BROWSER, PROGRAM_ID, main, sender
 from harness.processes import wait_until
+from harness.sources import LINK, SourcesTest
+from harness.windows import activate_x11
 
-LINK = "https://example.test/page"
 TERMINAL = "org.example.Terminal"
 DIALOG = "org.example.Dialog"
 MAIL = "org.example.Mail"
-
-# Many times what a link needs, and far less than forever: who waits for a stopped server waits for good.
-AT_ONCE = 10.0
 
 # Seconds that a link waits for a server that does not answer.
 PATIENCE = 0.03
 
 
-class TwoApplications(DesktopTest):
+class TwoApplications(SourcesTest):
     """Two real applications, and links from a process that belongs to no application."""
 
     def setUp(self):
@@ -46,25 +44,7 @@ class TwoApplications(DesktopTest):
         return wait_until(lambda: self.private.run(search).stdout.split(), f"the window {title}")[0].decode()
 
     def activate(self, window):
-        wanted = f"# {int(window):#x}".encode()
-
-        def is_active():
-            self.private.run(["xdotool", "windowactivate", window])
-            return wanted in self.private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
-
-        wait_until(is_active, f"window {window} to be active", detail=self.private.describe)
-
-    def sources(self):
-        """The candidates of one more link."""
-        self.private.open_links(LINK, start=False)
-        url, sources, _ = self.private.last_event()
-        self.assertEqual(url, LINK)
-        return sources
-
-    def wait_for_sources(self, *expected):
-        # What the display announces and what the bus brings are in no order with one another.
-        wait_until(lambda: self.sources() == list(expected), f"the candidates {expected}",
-                   detail=lambda: f"they are {self.sources()}")
+        activate_x11(self.private, int(window))
 
 
 class ActiveApplications(TwoApplications):
@@ -211,17 +191,6 @@ class BadServers(TwoApplications):
         for window, application in ((terminal, TERMINAL), (dialog, DIALOG), (terminal, TERMINAL)):
             self.activate(window)
             self.wait_for_sources(application)
-
-    def route_at_once(self):
-        """Routes one link and returns its candidates."""
-        begin = time.monotonic()
-        before = len(self.private.launches())
-        sources = self.sources()
-        elapsed = time.monotonic() - begin
-        print(f"  a link took {elapsed * 1000:.1f} ms", file=sys.stderr)
-        self.assertLess(elapsed, AT_ONCE)
-        self.private.wait_for_launches(before + 1)
-        return sources
 
     def test_stopped_server(self):
         terminal, dialog = self.open_terminal(), self.open_dialog()

@@ -3,23 +3,19 @@
 import os
 import signal
 import subprocess
-import sys
-import time
 
 from harness import processes
-from harness.case import BROWSER, DesktopTest, main, sender
+from harness.case import BROWSER, main, sender
 from harness.processes import wait_until
+from harness.sources import SourcesTest
+from harness.windows import activate_x11
 
-LINK = "https://example.test/page"
 DIALOG = "org.example.Dialog"
 PLAIN = "org.example.Plain"
 ACCESSIBILITY = "org.a11y.Bus"
 
-# Many times what a link needs, and far less than forever: who waits for a stopped bus waits for good.
-AT_ONCE = 10.0
 
-
-class AccessibilityTest(DesktopTest):
+class AccessibilityTest(SourcesTest):
     """Two real GTK applications on a display that the program does not see; links from a process of none."""
 
     def setUp(self):
@@ -67,29 +63,11 @@ class AccessibilityTest(DesktopTest):
         return self.open_window(title, [sender("gtk_window.py"), title])
 
     def activate(self, window):
-        wanted = f"# {int(window):#x}".encode()
-
-        def is_active():
-            self.private.run(["xdotool", "windowactivate", window])
-            return wanted in self.private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
-
-        wait_until(is_active, f"window {window} to be active", detail=self.private.describe)
+        activate_x11(self.private, int(window))
 
     def start_router(self):
         """The program without the display, so that accessibility is all it has."""
         return self.private.start_router(environment={"DISPLAY": None})
-
-    def sources(self):
-        """The candidates of one more link."""
-        self.private.open_links(LINK, start=False)
-        url, sources, _ = self.private.last_event()
-        self.assertEqual(url, LINK)
-        return sources
-
-    def wait_for_sources(self, *expected):
-        # What applications announce and what the bus brings are in no order with one another.
-        wait_until(lambda: self.sources() == list(expected), f"the candidates {expected}",
-                   detail=lambda: f"they are {self.sources()}\n" + self.private.describe())
 
     def switch(self, *windows_and_applications):
         for window, application in windows_and_applications:
@@ -105,17 +83,6 @@ class AccessibilityTest(DesktopTest):
 
         wait_until(switched, "the new windows to be announced", detail=self.private.describe)
         self.switch((first, DIALOG), (second, PLAIN))
-
-    def route_at_once(self):
-        """Routes one link and returns its candidates."""
-        begin = time.monotonic()
-        before = len(self.private.launches())
-        sources = self.sources()
-        elapsed = time.monotonic() - begin
-        print(f"  a link took {elapsed * 1000:.1f} ms", file=sys.stderr)
-        self.assertLess(elapsed, AT_ONCE)
-        self.private.wait_for_launches(before + 1)
-        return sources
 
 
 class ActiveApplications(AccessibilityTest):

@@ -3,24 +3,19 @@
 import os
 import signal
 import subprocess
-import sys
-import time
 
 from gi.repository import GLib
 
-from harness import kwin, processes
-from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main, qt_window
+from harness import kwin
+from harness.case import BROWSER, PROGRAM_ID, main, qt_window
 from harness.processes import wait_until
+from harness.sources import LINK, SourcesTest
 
-LINK = "https://example.test/page"
 DIALOG = "org.example.Dialog"
 PLAIN = "org.example.Plain"
 
-# Many times what a link needs, and far less than forever: who waits for a stopped compositor waits for good.
-AT_ONCE = 10.0
 
-
-class KWinTest(DesktopTest):
+class KWinTest(SourcesTest):
     """Two real applications, one of each big toolkit, and links from a process that belongs to none."""
 
     def setUp(self):
@@ -41,18 +36,6 @@ class KWinTest(DesktopTest):
     def activate(self, title):
         kwin.activate(self.private, title)
 
-    def sources(self):
-        """The candidates of one more link."""
-        self.private.open_links(LINK)
-        url, sources, _ = self.private.last_event()
-        self.assertEqual(url, LINK)
-        return sources
-
-    def wait_for_sources(self, *expected):
-        # What KWin reports and what we send are in no order with one another.
-        wait_until(lambda: self.sources() == list(expected), f"the candidates {expected}",
-                   detail=lambda: f"they are {self.sources()}")
-
     def remember(self, *titles_and_applications):
         """Has the program know each as the one that was active last, not only as the one that is active now."""
         for title, application in titles_and_applications:
@@ -65,17 +48,6 @@ class KWinTest(DesktopTest):
 
     def script_files(self):
         return [name for name in os.listdir(self.private.runtime) if name.endswith(".js")]
-
-    def route_at_once(self):
-        """Routes one link and returns its candidates."""
-        begin = time.monotonic()
-        before = len(self.private.launches())
-        sources = self.sources()
-        elapsed = time.monotonic() - begin
-        print(f"  a link took {elapsed * 1000:.1f} ms", file=sys.stderr)
-        self.assertLess(elapsed, AT_ONCE)
-        self.private.wait_for_launches(before + 1)
-        return sources
 
 
 class ActiveApplications(KWinTest):

@@ -3,8 +3,6 @@
 import subprocess
 import time
 
-from gi.repository import GLib
-
 from harness import processes, settings
 from harness.case import BROWSER, OTHER_BROWSER, THIRD_BROWSER, main, sender
 from harness.processes import wait_until

@@ -4,7 +4,7 @@ import os
 
 from harness.case import DesktopTest, main, qt_tray
 from harness.processes import wait_until
-from harness.trays import LEFT, MIDDLE, FakeTray, Trayer, XfcePanel
+from harness.trays import MIDDLE, FakeTray, Trayer, XfcePanel
 
 
 class TrayTest(DesktopTest):

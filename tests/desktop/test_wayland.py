@@ -4,22 +4,17 @@ import json
 import os
 import signal
 import subprocess
-import sys
-import time
 
 from harness import processes
-from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main, sender
+from harness.case import BROWSER, PROGRAM_ID, main, sender
 from harness.processes import wait_until
+from harness.sources import LINK, SourcesTest
 
-LINK = "https://example.test/page"
 TERMINAL = "org.example.Terminal"
 DIALOG = "org.example.Dialog"
 
-# Many times what a link needs, and far less than forever: who waits for a stopped compositor waits for good.
-AT_ONCE = 10.0
 
-
-class TwoApplications(DesktopTest):
+class TwoApplications(SourcesTest):
     """Two real applications, and links from a process that belongs to no application."""
 
     def setUp(self):
@@ -63,18 +58,6 @@ class TwoApplications(DesktopTest):
     def activate_none(self):
         self.tell("workspace empty")
         self.assertEqual([other["id"] for other in self.windows() if other["focused"]], [])
-
-    def sources(self):
-        """The candidates of one more link."""
-        self.private.open_links(LINK, start=False)
-        url, sources, _ = self.private.last_event()
-        self.assertEqual(url, LINK)
-        return sources
-
-    def wait_for_sources(self, *expected):
-        # What the compositor announces and what the bus brings are in no order with one another.
-        wait_until(lambda: self.sources() == list(expected), f"the candidates {expected}",
-                   detail=lambda: f"they are {self.sources()}\n{self.private.describe()}")
 
     def remember(self, terminal, dialog):
         """Has the program know that the terminal was active last, not only that it is active now."""
@@ -187,17 +170,6 @@ class ActiveApplications(TwoApplications):
 
 class BadCompositors(TwoApplications):
     """The compositor may be slow, stuck or gone: links are routed all the same."""
-
-    def route_at_once(self):
-        """Routes one link and returns its candidates."""
-        begin = time.monotonic()
-        before = len(self.private.launches())
-        sources = self.sources()
-        elapsed = time.monotonic() - begin
-        print(f"  a link took {elapsed * 1000:.1f} ms", file=sys.stderr)
-        self.assertLess(elapsed, AT_ONCE)
-        self.private.wait_for_launches(before + 1)
-        return sources
 
     def stop_compositor(self):
         """Stops it; it goes on in any case when the test is over."""

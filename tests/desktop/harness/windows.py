@@ -6,6 +6,15 @@ from . import kwin
 from .processes import wait_until
 
 
+def activate_x11(private, window):
+    """Makes the window with that id the active one, and waits until it is."""
+    def is_active():
+        private.run(["xdotool", "windowactivate", str(window)])
+        return f"# {window:#x}\n".encode() in private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
+
+    wait_until(is_active, f"the window {window} to be active", detail=private.describe)
+
+
 class X11Windows:
     """Windows by their titles, on an X server with a window manager."""
 
@@ -25,14 +34,7 @@ class X11Windows:
         return wait_until(lambda: self._window(title), f"the window {title}", detail=self._private.describe)
 
     def activate(self, title):
-        window = self.wait_for(title)
-
-        def is_active():
-            self._private.run(["xdotool", "windowactivate", str(window)])
-            active = self._private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout
-            return f"# {window:#x}\n".encode() in active
-
-        wait_until(is_active, f"the window {title} to be active", detail=self._private.describe)
+        activate_x11(self._private, self.wait_for(title))
 
 
 class SwayWindows:
