@@ -32,19 +32,9 @@ class SettingsWindowTest(WindowTest):
     def open_settings(self, rules=(), environment=None, size=None, portal=None, **values):
         """Starts the program with these settings and opens the window; without help at the top unless asked for."""
         desktop = self.prepared(browsers=())
-        self.addCleanup(self.keep_picture)
-        for browser, name in BROWSER_NAMES.items():
-            self.install_browser(browser, name)
-        links = ";".join(browser + ".desktop" for browser in [*BROWSER_NAMES, ANOTHER_BROWSER])
-        desktop.write(os.path.join(desktop.entries, "mimeinfo.cache"), f"[MIME Cache]\nx-scheme-handler/https={links};\n")
-        for app, name in APPLICATION_NAMES.items():
-            desktop.add_application(app, "/usr/bin/true", Name=name)
         if portal:
             portal()
-        desktop.write_settings(**{"rules": list(rules), "fallback": BROWSER, "show_tips": False, **values})
-        self.bus = AccessibilityBus(desktop)
-        self.router = desktop.start_router(
-            environment={"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", **(environment or {})})
+        self.start_program(rules, environment, **values)
         self.show_settings()
         if size:
             desktop.run(["xdotool", "windowsize", str(self.window_id), *map(str, size)])
@@ -52,6 +42,21 @@ class SettingsWindowTest(WindowTest):
         # The lists of browsers and applications come a moment later than the window.
         wait_until(lambda: self.control("combo box", labelled="Fallback:").all("list item", showing=False)[2:],
                    "the browsers in the picker", detail=self.picture_of_tree)
+
+    def start_program(self, rules=(), environment=None, **values):
+        """Starts the program on a prepared desktop, with browsers, applications and these settings."""
+        desktop = self.private
+        self.addCleanup(self.keep_picture)
+        for browser, name in BROWSER_NAMES.items():
+            self.install_browser(browser, name)
+        links = ";".join(browser + ".desktop" for browser in [*BROWSER_NAMES, ANOTHER_BROWSER])
+        desktop.write(os.path.join(desktop.entries, "mimeinfo.cache"), f"[MIME Cache]\nx-scheme-handler/https={links};\n")
+        for app, name in APPLICATION_NAMES.items():
+            desktop.add_application(app, "/usr/bin/true", Name=name)
+        desktop.write_settings(**{"rules": list(rules), "fallback": BROWSER, "show_tips": False, **values})
+        self.bus = AccessibilityBus(desktop)
+        self.router = desktop.start_router(
+            environment={"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1", **(environment or {})})
 
     def show_settings(self):
         self.activate()
