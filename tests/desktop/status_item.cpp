@@ -47,8 +47,7 @@ int main(int argc, char* argv[]) {
         return QList<StatusItem::Entry>{{QStringLiteral("Settings"), [] { tell("settings"); }},
                                         {QStringLiteral("Quit Vantorel"), [] { tell("quit"); }}};
     });
-    QObject::connect(&item, &StatusItem::clicked, &item,
-                     [](const StatusItem::Place& place) { tell(textOf(place)); });
+    QObject::connect(&item, &StatusItem::clicked, &item, [](const StatusItem::Place& place) { tell(textOf(place)); });
     item.show();
     QSocketNotifier input(fileno(stdin), QSocketNotifier::Read);
     QObject::connect(&input, &QSocketNotifier::activated, &item, [&] {

@@ -21,8 +21,14 @@ const QString kMenuPath = QStringLiteral("/StatusNotifierItem/Menu");
 // Bars that do not know where they are say this.
 constexpr QPoint kUnknownPlace(0, 0);
 
+bool isOnXServer() {
+    return QGuiApplication::platformName() == u"xcb";
+}
+
 std::optional<QPoint> placeFromBar(const QPoint& place) {
-    return place == kUnknownPlace ? std::nullopt : logicalPoint(place, statusScreens());
+    if (place == kUnknownPlace)
+        return std::nullopt;
+    return isOnXServer() ? clickedPoint(place, QCursor::pos(), statusScreens()) : logicalPoint(place, statusScreens());
 }
 
 } // namespace
@@ -33,9 +39,8 @@ DesktopStatusItem::DesktopStatusItem(QDBusConnection bus, const QString& iconFol
     , m_watcher(m_bus, kItemPath)
     , m_tray(std::move(tray)) {
     connect(&m_watcher, &StatusWatcher::hostsChanged, this, &DesktopStatusItem::chooseBar);
-    connect(&m_item, &StatusNotifierItem::clicked, this, [this](const QPoint& place) {
-        Q_EMIT clicked({.icon = std::nullopt, .click = placeFromBar(place)});
-    });
+    connect(&m_item, &StatusNotifierItem::clicked, this,
+            [this](const QPoint& place) { Q_EMIT clicked({.icon = std::nullopt, .click = placeFromBar(place)}); });
     connect(&m_item, &StatusNotifierItem::menuWanted, this,
             [this](const QPoint& place) { popUpMenu(placeFromBar(place)); });
     if (!m_tray)
@@ -86,7 +91,7 @@ void DesktopStatusItem::chooseBar() {
 
 // For bars that leave it to us. Only an X server lets a menu stand alone.
 void DesktopStatusItem::popUpMenu(const std::optional<QPoint>& place) {
-    if (!m_entries || QGuiApplication::platformName() == u"wayland")
+    if (!m_entries || !isOnXServer())
         return;
     auto* const menu = new QMenu;
     menu->setAttribute(Qt::WA_DeleteOnClose);

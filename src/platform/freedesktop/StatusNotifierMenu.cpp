@@ -37,11 +37,18 @@ QString StatusNotifierMenu::textDirection() const {
     return QGuiApplication::isRightToLeft() ? QStringLiteral("rtl") : QStringLiteral("ltr");
 }
 
+// A bar may ask for lines before it has asked for the layout.
+void StatusNotifierMenu::load() {
+    if (m_revision == 0)
+        refresh();
+}
+
 // Whether the menu is another one than before.
 bool StatusNotifierMenu::refresh() {
     const QList<StatusItem::Entry> before = std::move(m_entries);
     m_entries = m_source ? m_source() : QList<StatusItem::Entry>();
-    if (m_revision > 0 && std::ranges::equal(before, m_entries, {}, &StatusItem::Entry::title, &StatusItem::Entry::title))
+    if (m_revision > 0
+        && std::ranges::equal(before, m_entries, {}, &StatusItem::Entry::title, &StatusItem::Entry::title))
         return false;
     ++m_revision;
     return true;
@@ -78,7 +85,7 @@ uint StatusNotifierMenu::GetLayout(int parentId, int recursionDepth, const QStri
 }
 
 QList<StatusMenuItem> StatusNotifierMenu::GetGroupProperties(const QList<int>& ids, const QStringList& propertyNames) {
-    refresh();
+    load();
     QList<StatusMenuItem> items;
     const auto append = [&](int id) { items.append({id, chosen(properties(id), propertyNames)}); };
     if (ids.isEmpty()) {
@@ -97,7 +104,7 @@ QList<StatusMenuItem> StatusNotifierMenu::GetGroupProperties(const QList<int>& i
 }
 
 QDBusVariant StatusNotifierMenu::GetProperty(int id, const QString& name) {
-    refresh();
+    load();
     const QVariant value = has(id) ? properties(id).value(name) : QVariant();
     if (!has(id))
         refuse(id);
@@ -108,6 +115,7 @@ QDBusVariant StatusNotifierMenu::GetProperty(int id, const QString& name) {
 
 // False where there is no such line. The bar has its answer before the action begins.
 bool StatusNotifierMenu::take(int id, const QString& event) {
+    load();
     if (!has(id))
         return false;
     if (event == u"clicked" && id != kRoot)

@@ -43,6 +43,7 @@ private:
     QString textDirection() const;
     QStringList iconThemePath() const { return {}; }
 
+    void load();
     bool refresh();
     bool has(int id) const;
     bool take(int id, const QString& event);

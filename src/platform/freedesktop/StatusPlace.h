@@ -22,7 +22,11 @@ QList<StatusScreen> statusScreens();
 /// A place in native pixels as one in logical pixels; absent when it is on none of the screens.
 std::optional<QPoint> logicalPoint(const QPoint& native, const QList<StatusScreen>& screens);
 
-/// Likewise a rectangle, by the screen that its middle is on.
+/// Where a click was that a bar on an X server tells of. Bars count native pixels, or what these are in whole-numbered
+/// scales of their own toolkit, which they do not name: the reading that is nearest to the pointer is right.
+std::optional<QPoint> clickedPoint(const QPoint& told, const QPoint& pointer, const QList<StatusScreen>& screens);
+
+/// A rectangle in native pixels as one in logical pixels, by the screen that its middle is on.
 std::optional<QRect> logicalRect(const QRect& native, const QList<StatusScreen>& screens);
 
 } // namespace vantorel

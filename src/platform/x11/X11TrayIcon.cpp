@@ -24,7 +24,10 @@ namespace {
 
 constexpr uint32_t kRequestDock = 0; // an operation of the tray protocol
 constexpr uint32_t kMapped = 1; // a flag of XEmbed
-constexpr uint16_t kFirstSize = 22; // until the tray gives another one
+constexpr uint16_t kFirstSize = 22; // in logical pixels; until the tray gives another one
+constexpr uint32_t kHasMinimum = 1 << 4; // of size hints, as the two below
+constexpr std::size_t kMinimumWidth = 5;
+constexpr std::size_t kSizeHints = 18;
 
 template <typename T> struct Freed {
     void operator()(T* data) const { std::free(data); }
@@ -92,8 +95,11 @@ std::unique_ptr<X11TrayIcon::Server> X11TrayIcon::Server::find() {
         return nullptr;
     auto server = std::make_unique<Server>();
     auto* const connection = server->connection = x11->connection();
+    char* host = nullptr;
+    int display = 0;
     int number = 0;
-    xcb_parse_display(nullptr, nullptr, nullptr, &number);
+    if (xcb_parse_display(nullptr, &host, &display, &number) != 0)
+        std::free(host);
     auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
     for (int i = 0; i < number && screens.rem > 1; ++i)
         xcb_screen_next(&screens);
@@ -124,8 +130,7 @@ std::unique_ptr<X11TrayIcon::Server> X11TrayIcon::Server::find() {
     return server->maskFormat == XCB_NONE ? nullptr : std::move(server);
 }
 
-template <typename T>
-std::vector<T> X11TrayIcon::Server::property(xcb_window_t window, xcb_atom_t atom) const {
+template <typename T> std::vector<T> X11TrayIcon::Server::property(xcb_window_t window, xcb_atom_t atom) const {
     constexpr uint32_t kMost = 12;
     const auto cookie = xcb_get_property(connection, false, window, atom, XCB_GET_PROPERTY_TYPE_ANY, 0, kMost);
     const Owned<xcb_get_property_reply_t> reply(xcb_get_property_reply(connection, cookie, nullptr));
@@ -216,8 +221,7 @@ void X11TrayIcon::dock() {
     icon->tray = owner->owner;
     const uint32_t trayEvents = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
     const Owned<xcb_generic_error_t> isGone(xcb_request_check(
-        connection,
-        xcb_change_window_attributes_checked(connection, icon->tray, XCB_CW_EVENT_MASK, &trayEvents)));
+        connection, xcb_change_window_attributes_checked(connection, icon->tray, XCB_CW_EVENT_MASK, &trayEvents)));
     if (isGone) // whoever comes next announces itself
         return;
 
@@ -226,8 +230,7 @@ void X11TrayIcon::dock() {
     const uint8_t depth = visuals.size() == 1 ? server.depthOf(visuals.front()) : 0;
     const bool isTransparent = depth == 32;
     const xcb_visualid_t visualID = isTransparent ? visuals.front() : server.screen->root_visual;
-    const uint32_t events =
-        XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_BUTTON_PRESS
+    const uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_BUTTON_PRESS
         | XCB_EVENT_MASK_BUTTON_RELEASE;
     icon->window = xcb_generate_id(connection);
     if (isTransparent) {
@@ -236,8 +239,7 @@ void X11TrayIcon::dock() {
         const std::array<uint32_t, 4> values = {0, 0, events, icon->colormap};
         xcb_create_window(connection, depth, icon->window, server.screen->root, 0, 0, kFirstSize, kFirstSize, 0,
                           XCB_WINDOW_CLASS_INPUT_OUTPUT, visualID,
-                          XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP,
-                          values.data());
+                          XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP, values.data());
     } else {
         const std::array<uint32_t, 2> values = {XCB_BACK_PIXMAP_PARENT_RELATIVE, events};
         xcb_create_window(connection, XCB_COPY_FROM_PARENT, icon->window, server.screen->root, 0, 0, kFirstSize,
@@ -250,6 +252,12 @@ void X11TrayIcon::dock() {
     const std::array<uint32_t, 2> embedding = {0, kMapped};
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, icon->window, server.atoms[Atom::embedInfo],
                         server.atoms[Atom::embedInfo], 32, 2, embedding.data());
+    // Trays make an icon as wide as it needs.
+    const auto least = static_cast<uint32_t>(kFirstSize * qGuiApp->devicePixelRatio());
+    std::array<uint32_t, kSizeHints> hints{kHasMinimum};
+    hints[kMinimumWidth] = hints[kMinimumWidth + 1] = least;
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, icon->window, XCB_ATOM_WM_NORMAL_HINTS,
+                        XCB_ATOM_WM_SIZE_HINTS, 32, hints.size(), hints.data());
     constexpr std::string_view kClass("vantorel\0Vantorel", 18);
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, icon->window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         kClass.size(), kClass.data());
@@ -283,9 +291,9 @@ void X11TrayIcon::paint() {
     auto* const connection = m_server->connection;
     const xcb_window_t window = m_icon->window;
     const QByteArray title = m_image.description.toUtf8();
-    m_server->send(xcb_change_property_checked(connection, XCB_PROP_MODE_REPLACE, window,
-                                               m_server->atoms[Atom::name], m_server->atoms[Atom::utf8], 8,
-                                               static_cast<uint32_t>(title.size()), title.constData()));
+    m_server->send(xcb_change_property_checked(connection, XCB_PROP_MODE_REPLACE, window, m_server->atoms[Atom::name],
+                                               m_server->atoms[Atom::utf8], 8, static_cast<uint32_t>(title.size()),
+                                               title.constData()));
     m_server->send(xcb_clear_area_checked(connection, false, window, 0, 0, 0, 0));
     const auto symbols = statusSymbols(m_image.symbol);
     if (!symbols.empty()) {
@@ -309,10 +317,10 @@ void X11TrayIcon::paint() {
         xcb_free_pixmap(connection, pixmap);
         const xcb_render_picture_t fill = xcb_generate_id(connection);
         xcb_render_create_solid_fill(connection, fill, renderColor(m_icon->color.value_or(statusSymbolColor())));
-        m_server->send(xcb_render_composite_checked(
-            connection, XCB_RENDER_PICT_OP_OVER, fill, mask, m_icon->picture, 0, 0, 0, 0,
-            static_cast<int16_t>((place.width() - symbol.size) / 2),
-            static_cast<int16_t>((place.height() - symbol.size) / 2), size, size));
+        m_server->send(xcb_render_composite_checked(connection, XCB_RENDER_PICT_OP_OVER, fill, mask, m_icon->picture, 0,
+                                                    0, 0, 0, static_cast<int16_t>((place.width() - symbol.size) / 2),
+                                                    static_cast<int16_t>((place.height() - symbol.size) / 2), size,
+                                                    size));
         xcb_render_free_picture(connection, fill);
         xcb_render_free_picture(connection, mask);
     }
@@ -348,8 +356,7 @@ bool X11TrayIcon::nativeEventFilter(const QByteArray& eventType, void* message, 
     switch (event->response_type & 0x7f) {
     case XCB_CLIENT_MESSAGE: {
         const auto& news = *reinterpret_cast<const xcb_client_message_event_t*>(event);
-        if (news.type == m_server->atoms[Atom::manager]
-            && news.data.data32[1] == m_server->atoms[Atom::selection])
+        if (news.type == m_server->atoms[Atom::manager] && news.data.data32[1] == m_server->atoms[Atom::selection])
             dock();
         break;
     }
@@ -389,8 +396,7 @@ bool X11TrayIcon::nativeEventFilter(const QByteArray& eventType, void* message, 
             press(&button);
         break;
     }
-    default:
-        break;
+    default: break;
     }
     return false;
 }

@@ -61,7 +61,8 @@ int main(int argc, char* argv[]) {
                        .arg(QFileInfo(arguments.at(i)).completeBaseName())
                        .arg(number);
     }
-    out << '\n' << tables << "\n} // namespace\n\nstd::span<const StatusSymbol> statusSymbols(QStringView name) {\n"
+    out << '\n'
+        << tables << "\n} // namespace\n\nstd::span<const StatusSymbol> statusSymbols(QStringView name) {\n"
         << choices << "    return {};\n}\n\n} // namespace vantorel\n";
     out.flush();
     return file.error() == QFile::NoError ? EXIT_SUCCESS : EXIT_FAILURE;
