@@ -545,6 +545,7 @@ void TestStatusNotifierItem::clickedPoint_findsTheScaleOfTheBar_data() {
     QTest::newRow("both scaled by 2") << QPoint(450, 7) << QPoint(450, 7) << 2.0 << QPoint(450, 7);
     QTest::newRow("bar by 2, program by 1.5") << QPoint(300, 9) << QPoint(400, 12) << 1.5 << QPoint(400, 12);
     QTest::newRow("bar by 3, program unscaled") << QPoint(300, 5) << QPoint(905, 20) << 1.0 << QPoint(900, 15);
+    QTest::newRow("by keys, pointer elsewhere") << QPoint(100, 8) << QPoint(280, 200) << 2.0 << QPoint(50, 4);
     QTest::newRow("corner of the icon, scaled program") << QPoint(800, 0) << QPoint(406, 9) << 2.0 << QPoint(400, 0);
 }
 

@@ -3,11 +3,14 @@
 #include <QGuiApplication>
 #include <QScreen>
 
+#include <limits>
+
 namespace vantorel {
 
 namespace {
 
 constexpr int kMostScale = 3; // of toolkits that scale in whole numbers
+constexpr int kIcon = 64; // logical pixels that a pointer on an icon is away from any part of it, at most
 
 const StatusScreen* screenAt(const QPoint& native, const QList<StatusScreen>& screens) {
     for (const StatusScreen& screen : screens) {
@@ -39,14 +42,17 @@ std::optional<QPoint> logicalPoint(const QPoint& native, const QList<StatusScree
 }
 
 std::optional<QPoint> clickedPoint(const QPoint& told, const QPoint& pointer, const QList<StatusScreen>& screens) {
-    std::optional<QPoint> nearest;
-    for (int scale = 1; scale <= kMostScale; ++scale) {
+    const auto distance = [&pointer](const std::optional<QPoint>& point) {
+        return point ? (*point - pointer).manhattanLength() : std::numeric_limits<int>::max();
+    };
+    const auto unscaled = logicalPoint(told, screens);
+    auto nearest = unscaled;
+    for (int scale = 2; scale <= kMostScale; ++scale) {
         const auto place = logicalPoint(told * scale, screens);
-        const auto distance = [&pointer](const QPoint& point) { return (point - pointer).manhattanLength(); };
-        if (place && (!nearest || distance(*place) < distance(*nearest)))
+        if (distance(place) < distance(nearest))
             nearest = place;
     }
-    return nearest;
+    return distance(nearest) <= kIcon ? nearest : unscaled;
 }
 
 std::optional<QRect> logicalRect(const QRect& native, const QList<StatusScreen>& screens) {

@@ -23,7 +23,8 @@ QList<StatusScreen> statusScreens();
 std::optional<QPoint> logicalPoint(const QPoint& native, const QList<StatusScreen>& screens);
 
 /// Where a click was that a bar on an X server tells of. Bars count native pixels, or what these are in whole-numbered
-/// scales of their own toolkit, which they do not name: the reading that is nearest to the pointer is right.
+/// scales of their own toolkit, which they do not name: the reading that the pointer is at is right. Without any such
+/// it is native pixels.
 std::optional<QPoint> clickedPoint(const QPoint& told, const QPoint& pointer, const QList<StatusScreen>& screens);
 
 /// A rectangle in native pixels as one in logical pixels, by the screen that its middle is on.
