@@ -26,22 +26,23 @@ class MenuBarManager : public QObject {
     Q_OBJECT
 
 public:
+    /// The settings window alone needs the two functions that have no default.
     struct Collaborators {
         /// Null where there can be no icon.
-        std::function<std::unique_ptr<StatusItem>()> makeStatusItem;
+        std::function<std::unique_ptr<StatusItem>()> makeStatusItem = {};
         /// Null where the desktop does not tell of presses elsewhere.
-        std::function<std::unique_ptr<ClickMonitor>()> makeEventMonitor;
+        std::function<std::unique_ptr<ClickMonitor>()> makeEventMonitor = {};
         /// Called when the panel is opened for the first time.
-        std::function<std::unique_ptr<PanelSurface>()> makePanelSurface;
+        std::function<std::unique_ptr<PanelSurface>()> makePanelSurface = {};
         /// What the panel shows, made anew for each opening. `openSettings` may be called while it lives.
-        std::function<QWidget*(std::function<void()> openSettings)> makeMenuBarView;
+        std::function<QWidget*(std::function<void()> openSettings)> makeMenuBarView = {};
         /// What the settings window shows; called once at most.
         std::function<QWidget*()> makeSettingsView;
         /// Gives a visible window the focus, as the desktop wants it to be done for a user's own click.
         std::function<void(QWindow& window)> bringToFront;
         /// Called before a text is shown outside the windows; the first time it may load a translation.
-        std::function<void()> prepareTexts;
-        std::function<void()> quit;
+        std::function<void()> prepareTexts = {};
+        std::function<void()> quit = {};
     };
 
     explicit MenuBarManager(Collaborators collaborators);
