@@ -23,11 +23,13 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_collaborators.startSourceAppTracker();
     m_collaborators.detectBrowsers();
     m_collaborators.detectApps();
+    m_collaborators.setUpMenuBar();
 }
 
 // No link changes a setting; but the next one may start another program, which must not read old ones.
 void AppDelegate::applicationWillTerminate() {
     m_collaborators.saveSettings();
+    m_collaborators.tearDownMenuBar();
     m_collaborators.linkSource.stop();
 }
 

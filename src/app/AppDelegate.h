@@ -22,18 +22,22 @@ public:
         std::function<void(const Link& url, const QStringList& sourceAppIDs)> route;
         std::function<void()> detectBrowsers; ///< returns at once
         std::function<void()> detectApps; ///< returns at once
+        std::function<void()> setUpMenuBar;
         std::function<void()> saveSettings; ///< at once, and for the last time
+        std::function<void()> tearDownMenuBar;
         std::function<void()> quit; ///< asks the event loop to end
         std::function<bool()> openSettings; ///< false without a display
     };
 
     explicit AppDelegate(Collaborators collaborators);
 
-    /// The link handler is registered before anything else, then the tracker starts. Settings are not loaded here, but
-    /// by the first link.
+    /// The link handler is registered before anything else, then the tracker starts; the icon comes last. Settings are
+    /// not loaded here, but by the first link. Being a program of the bar alone takes no step: a desktop shows windows,
+    /// and there are none.
     void applicationDidFinishLaunching();
 
-    /// The settings are saved once; then the links that have arrived by now are still routed.
+    /// The settings are saved once; when the menu bar is torn down, the links that have arrived by now are still
+    /// routed.
     void applicationWillTerminate();
 
     /// Routes each link in order, without a source application; text that is no link is dropped.

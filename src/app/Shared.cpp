@@ -8,6 +8,7 @@
 #include "interception/InterceptDebugStore.h"
 #include "interception/SourceAppTracker.h"
 #include "interception/URLInterceptor.h"
+#include "platform/StatusItem.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
 #include "platform/freedesktop/AtSpiActivationSource.h"
 #include "platform/freedesktop/BusNames.h"
@@ -24,7 +25,9 @@
 #include "platform/freedesktop/SpawnRunner.h"
 #include "platform/freedesktop/WindowApplications.h"
 #include "platform/wayland/WlrActivationSource.h"
+#include "platform/x11/WindowPanelSurface.h"
 #include "platform/x11/X11ActivationSource.h"
+#include "platform/x11/X11ClickMonitor.h"
 #include "platform/x11/X11Display.h"
 #include "routing/Link.h"
 #include "routing/RulesEngine.h"
@@ -116,6 +119,22 @@ void followColorScheme() {
     apply();
 }
 
+// Before the first window, whichever it is.
+void prepareWindows() {
+    prepareTexts();
+    [[maybe_unused]] static const bool isDone = [] {
+        if (Style::isWanted())
+            QApplication::setStyle(new Style);
+        followColorScheme();
+        return true;
+    }();
+}
+
+std::function<void()>& noFallbackObserver() {
+    static auto& observer = *new std::function<void()>;
+    return observer;
+}
+
 } // namespace
 
 RulesStore& rulesStore() {
@@ -124,8 +143,19 @@ RulesStore& rulesStore() {
 }
 
 RulesEngine& rulesEngine() {
-    static auto& engine = *new RulesEngine(rulesStore(), interceptDebugStore(), openInBrowser, kBusName);
+    static auto& engine = []() -> RulesEngine& {
+        auto& made = *new RulesEngine(rulesStore(), interceptDebugStore(), openInBrowser, kBusName);
+        QObject::connect(&made, &RulesEngine::noFallbackConfigured, &made, [] {
+            if (const auto& observer = noFallbackObserver())
+                observer();
+        });
+        return made;
+    }();
     return engine;
+}
+
+void observeNoFallback(std::function<void()> observer) {
+    noFallbackObserver() = std::move(observer);
 }
 
 InterceptDebugStore& interceptDebugStore() {
@@ -187,11 +217,36 @@ DesktopSystemSettings& systemSettings() {
     return settings;
 }
 
+// No implementation yet.
+std::unique_ptr<StatusItem> makeStatusItem() {
+    return nullptr;
+}
+
+std::unique_ptr<ClickMonitor> makeClickMonitor() {
+    if (!X11Display::connection())
+        return nullptr;
+    return std::make_unique<X11ClickMonitor>(qgetenv("DISPLAY"));
+}
+
+std::unique_ptr<PanelSurface> makePanelSurface() {
+    return std::make_unique<WindowPanelSurface>();
+}
+
+void prepareTexts() {
+    [[maybe_unused]] static const bool isDone = [] {
+        installTranslation(QLocale::system().uiLanguages());
+        return true;
+    }();
+}
+
+// No view yet.
+QWidget* makeMenuBarView(std::function<void()> /*openSettings*/) {
+    prepareWindows();
+    return new QWidget;
+}
+
 QWidget* makeSettingsView() {
-    installTranslation(QLocale::system().uiLanguages());
-    if (Style::isWanted())
-        QApplication::setStyle(new Style);
-    followColorScheme();
+    prepareWindows();
     return new SettingsView(rulesStore(), browserDetector(), installedAppDetector(), systemSettings());
 }
 

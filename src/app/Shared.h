@@ -1,19 +1,25 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+
 class QWidget;
 class QWindow;
 
 namespace vantorel {
 
 class BrowserDetector;
+class ClickMonitor;
 class CurrentIndex;
 class DesktopSystemSettings;
 class InstalledAppDetector;
 class InterceptDebugStore;
+class PanelSurface;
 class ProcessApplications;
 class RulesEngine;
 class RulesStore;
 class SourceAppTracker;
+class StatusItem;
 class URLInterceptor;
 struct LaunchContext;
 
@@ -33,7 +39,20 @@ InstalledAppDetector& installedAppDetector();
 
 DesktopSystemSettings& systemSettings();
 
-/// What the settings window shows. Made anew at each call, and then the caller's.
+/// Calls `observer` for each link that is opened nowhere from now on, in place of the one before. Does not make the
+/// engine, which reads the settings.
+void observeNoFallback(std::function<void()> observer);
+
+/// What the menu bar is made of; null where the desktop has no such thing.
+std::unique_ptr<StatusItem> makeStatusItem();
+std::unique_ptr<ClickMonitor> makeClickMonitor();
+std::unique_ptr<PanelSurface> makePanelSurface();
+
+/// Sees to the language of all texts; only the first call does anything.
+void prepareTexts();
+
+/// What the panel and the settings window show. Made anew at each call, and then the caller's.
+QWidget* makeMenuBarView(std::function<void()> openSettings);
 QWidget* makeSettingsView();
 
 /// Gives a visible window the focus, with what the launch context holds for that.

@@ -7,6 +7,8 @@
 #include "discovery/InstalledAppDetector.h"
 #include "interception/SourceAppTracker.h"
 #include "menubar/MenuBarManager.h"
+#include "platform/ClickMonitor.h"
+#include "platform/PanelSurface.h"
 #include "platform/freedesktop/ApplicationMonitor.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/DBusLinkSource.h"
@@ -146,7 +148,16 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
         return EXIT_FAILURE;
     std::optional<MenuBarManager> menuBarManager; // absent without a display
     if (qobject_cast<QApplication*>(&application))
-        menuBarManager.emplace(shared::makeSettingsView, shared::bringToFront);
+        menuBarManager.emplace(MenuBarManager::Collaborators{
+            .makeStatusItem = shared::makeStatusItem,
+            .makeEventMonitor = shared::makeClickMonitor,
+            .makePanelSurface = shared::makePanelSurface,
+            .makeMenuBarView = shared::makeMenuBarView,
+            .makeSettingsView = shared::makeSettingsView,
+            .bringToFront = shared::bringToFront,
+            .prepareTexts = shared::prepareTexts,
+            .quit = QCoreApplication::quit,
+        });
     std::function<void(Restart::Legacy)> startAnew;
 
     const auto openSettings = [&menuBarManager, &application, &startAnew] {
@@ -163,6 +174,13 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
             &application, [&startAnew, next] { startAnew(next); }, Qt::QueuedConnection);
         return true;
     };
+    // From the event loop: a start that finds another program running ends before that, and shows no icon of its own.
+    const auto setUpMenuBar = [&menuBarManager] {
+        if (!menuBarManager)
+            return;
+        QMetaObject::invokeMethod(&*menuBarManager, &MenuBarManager::setup, Qt::QueuedConnection);
+        shared::observeNoFallback([&menuBarManager] { menuBarManager->handleNoFallback(); });
+    };
     DBusLinkSource linkSource(bus, shared::launchContext(), shared::processApplications());
     AppDelegate delegate({
         .linkSource = linkSource,
@@ -172,7 +190,13 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
                     const QStringList& sourceAppIDs) { shared::rulesEngine().route(url, sourceAppIDs); },
         .detectBrowsers = [] { shared::browserDetector().refresh(); },
         .detectApps = [] { shared::installedAppDetector().refresh(); },
+        .setUpMenuBar = setUpMenuBar,
         .saveSettings = [] { shared::rulesStore().saveForTermination(); },
+        .tearDownMenuBar =
+            [&menuBarManager] {
+                if (menuBarManager)
+                    menuBarManager->teardown();
+            },
         .quit = QCoreApplication::quit,
         .openSettings = openSettings,
     });

@@ -1,13 +1,17 @@
 #pragma once
 
+#include <QPoint>
+
 #include <functional>
+#include <optional>
 
 namespace vantorel {
 
 /// Sees presses of the left and the right button in the windows of other applications. Main thread only.
 class ClickMonitor {
 public:
-    using Pressed = std::function<void()>;
+    /// `position` is where it was, in logical pixels of the whole desktop; absent where the desktop does not tell.
+    using Pressed = std::function<void(const std::optional<QPoint>& position)>;
 
     virtual ~ClickMonitor() = default;
 

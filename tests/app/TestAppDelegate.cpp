@@ -12,13 +12,13 @@ class TestAppDelegate : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void start_registersTheLinkHandlerFirst_withoutRouting();
+    void start_registersTheLinkHandlerFirst_andTheIconLast_withoutRouting();
     void openURLs_routesEachInOrderWithoutSource();
     void openURLs_dropsWhatIsNoLink();
     void openFiles_turnsPathsIntoLinks_andKeepsLinks();
     void openFiles_none_routesNothing();
     void getURL_goesThroughTheInterceptor();
-    void stop_takesTheLastLinksBeforeItSaves();
+    void stop_savesBeforeItTakesTheLastLinks();
     void quit_isHandedOn();
     void openSettings_isHandedOn_withItsAnswer();
 };
@@ -63,7 +63,9 @@ struct Rig {
         .route = [this](const Link& url, const QStringList& ids) { route(url, ids); },
         .detectBrowsers = [this] { log.append("browsers detected"); },
         .detectApps = [this] { log.append("apps detected"); },
+        .setUpMenuBar = [this] { log.append("menu bar set up"); },
         .saveSettings = [this] { log.append("saved"); },
+        .tearDownMenuBar = [this] { log.append("menu bar torn down"); },
         .quit = [this] { log.append("quit"); },
         .openSettings =
             [this] {
@@ -79,12 +81,12 @@ struct Rig {
 
 } // namespace
 
-void TestAppDelegate::start_registersTheLinkHandlerFirst_withoutRouting() {
+void TestAppDelegate::start_registersTheLinkHandlerFirst_andTheIconLast_withoutRouting() {
     Rig rig;
     rig.delegate.applicationDidFinishLaunching();
     QCOMPARE(rig.log,
              (QStringList{"interceptor made", "link source started", "tracker started", "browsers detected",
-                          "apps detected"}));
+                          "apps detected", "menu bar set up"}));
 }
 
 void TestAppDelegate::openURLs_routesEachInOrderWithoutSource() {
@@ -121,13 +123,13 @@ void TestAppDelegate::getURL_goesThroughTheInterceptor() {
     QCOMPARE(rig.log, (QStringList{"https://1 from [A]", "x:2 from []", "file:///3 from []"}));
 }
 
-void TestAppDelegate::stop_takesTheLastLinksBeforeItSaves() {
+void TestAppDelegate::stop_savesBeforeItTakesTheLastLinks() {
     Rig rig;
     rig.delegate.applicationDidFinishLaunching();
     rig.log.clear();
     rig.linkSource.onStop = [&rig] { rig.linkSource.handlers.getURL("https://late", {}); };
     rig.delegate.applicationWillTerminate();
-    QCOMPARE(rig.log, (QStringList{"saved", "https://late from []", "link source stopped"}));
+    QCOMPARE(rig.log, (QStringList{"saved", "menu bar torn down", "https://late from []", "link source stopped"}));
 }
 
 void TestAppDelegate::quit_isHandedOn() {

@@ -43,12 +43,14 @@ class TestTranslations : public QObject {
         MenuBarManager manager;
 
         explicit Window(const QString& language, const QList<Rule>& rules = {}, bool showsTips = true)
-            : manager(
-                [this, language] {
-                    installTranslation({language});
-                    return view = new SettingsView(store, detectors.browsers, detectors.apps, system);
-                },
-                [](QWindow&) {}) {
+            : manager({
+                .makeSettingsView =
+                    [this, language] {
+                        installTranslation({language});
+                        return view = new SettingsView(store, detectors.browsers, detectors.apps, system);
+                    },
+                .bringToFront = [](QWindow&) {},
+            }) {
             detectors.setBrowsers({{.id = "org.example.Blue", .name = "Blue"}});
             detectors.setApps({{.id = "org.example.Mail", .name = "Mail"}});
             store.setRules(rules);

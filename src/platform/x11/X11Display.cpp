@@ -3,9 +3,11 @@
 #include <QGuiApplication>
 #include <QWindow>
 
+#include <array>
 #include <cstdlib>
 #include <future>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -23,9 +25,22 @@ uint32_t timeOf(const QByteArray& startupID) {
     return mark < 0 ? 0 : startupID.mid(mark + 5).toUInt();
 }
 
-xcb_connection_t* connectionOfQt() {
-    const auto* const x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return x11 ? x11->connection() : nullptr;
+template <std::size_t N>
+std::optional<std::array<xcb_atom_t, N>> interned(xcb_connection_t* connection,
+                                                  const std::array<std::string_view, N>& names) {
+    std::array<xcb_intern_atom_cookie_t, N> cookies;
+    for (std::size_t i = 0; i < N; ++i)
+        cookies[i] = xcb_intern_atom(connection, false, static_cast<uint16_t>(names[i].size()), names[i].data());
+    std::array<xcb_atom_t, N> atoms{};
+    bool hasAll = true;
+    for (std::size_t i = 0; i < N; ++i) {
+        const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+            xcb_intern_atom_reply(connection, cookies[i], nullptr), &std::free);
+        if (reply)
+            atoms[i] = reply->atom;
+        hasAll = hasAll && reply;
+    }
+    return hasAll ? std::optional(atoms) : std::nullopt;
 }
 
 } // namespace
@@ -48,27 +63,47 @@ bool X11Display::answers(std::chrono::milliseconds patience) {
 
 // Qt asks as a program that wants the focus for itself, which window managers refuse while the user works elsewhere.
 void X11Display::bringToFront(const QWindow& window, const QByteArray& startupID) {
-    xcb_connection_t* const connection = connectionOfQt();
-    if (!connection)
+    xcb_connection_t* const qt = connection();
+    if (!qt)
         return;
-    const std::string_view name = "_NET_ACTIVE_WINDOW";
-    const auto cookie = xcb_intern_atom(connection, false, static_cast<uint16_t>(name.size()), name.data());
-    const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
-        xcb_intern_atom_reply(connection, cookie, nullptr), &std::free);
-    if (!atom)
+    const auto atoms = interned<1>(qt, {"_NET_ACTIVE_WINDOW"});
+    if (!atoms)
         return;
     constexpr uint32_t kByTheUser = 2; // Extended Window Manager Hints, "source indication"
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = static_cast<xcb_window_t>(window.winId());
-    message.type = atom->atom;
+    message.type = atoms->front();
     message.data.data32[0] = kByTheUser;
     message.data.data32[1] = timeOf(startupID);
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-    xcb_send_event(connection, false, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(qt)).data->root;
+    xcb_send_event(qt, false, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char*>(&message));
-    xcb_flush(connection);
+    xcb_flush(qt);
+}
+
+// Qt keeps what it does not know of the state, and adds its own.
+void X11Display::keepOnAllWorkspaces(const QWindow& window) {
+    xcb_connection_t* const qt = connection();
+    if (!qt)
+        return;
+    const auto atoms = interned<5>(qt,
+                                   {"_NET_WM_STATE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
+                                    "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_DESKTOP"});
+    if (!atoms)
+        return;
+    const auto [state, sticky, skipTaskbar, skipPager, desktop] = *atoms;
+    const std::array states = {sticky, skipTaskbar, skipPager};
+    constexpr uint32_t kEveryDesktop = 0xFFFFFFFF;
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    xcb_change_property(qt, XCB_PROP_MODE_REPLACE, id, state, XCB_ATOM_ATOM, 32, states.size(), states.data());
+    xcb_change_property(qt, XCB_PROP_MODE_REPLACE, id, desktop, XCB_ATOM_CARDINAL, 32, 1, &kEveryDesktop);
+}
+
+xcb_connection_t* X11Display::connection() {
+    const auto* const x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return x11 ? x11->connection() : nullptr;
 }
 
 } // namespace vantorel

@@ -5,6 +5,7 @@
 #include <chrono>
 
 class QWindow;
+struct xcb_connection_t;
 
 namespace vantorel {
 
@@ -18,6 +19,13 @@ bool answers(std::chrono::milliseconds patience);
 /// Asks the window manager to give the window, one of Qt's, the focus as for a click of the user, wherever that was.
 /// `startupID` is what came with the click, and may be empty. Does nothing where Qt's windows are on no X server.
 void bringToFront(const QWindow& window, const QByteArray& startupID);
+
+/// Puts a window that is made and not shown on every workspace, and keeps it out of lists of windows. To be called
+/// before each time it is shown: window managers forget it. Does nothing where Qt's windows are on no X server.
+void keepOnAllWorkspaces(const QWindow& window);
+
+/// Qt's own; null where its windows are on no X server.
+xcb_connection_t* connection();
 
 } // namespace X11Display
 
