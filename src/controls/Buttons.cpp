@@ -1,6 +1,7 @@
 #include "controls/Buttons.h"
 
 #include <QApplication>
+#include <QMarginsF>
 #include <QPainter>
 #include <QStyle>
 
@@ -14,7 +15,7 @@ namespace {
 constexpr QSize kRowPadding(12, 7);
 constexpr int kRowSymbol = 16;
 constexpr int kRowGap = 8;
-constexpr int kRowInset = 5; // from the edges to what shows its state
+constexpr QMarginsF kRowInset(5, 1, 5, 1); // from the edges to what shows its state
 
 void paintFocusRing(QPainter& painter, const QRectF& area, const QPalette& colors) {
     painter.setPen(QPen(theme::color(theme::Tone::accent, colors), 2));
@@ -105,7 +106,7 @@ QSize RowButton::sizeHint() const {
 
 void RowButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    paintState(painter, *this, QRectF(rect()).adjusted(kRowInset, 0, -kRowInset, 0));
+    paintState(painter, *this, QRectF(rect()).marginsRemoved(kRowInset));
     const QRect inner = rect().adjusted(kRowPadding.width(), 0, -kRowPadding.width(), 0);
     const auto place = [&](int from, int width) {
         return QStyle::visualRect(layoutDirection(), rect(), {inner.left() + from, 0, width, height()});

@@ -30,7 +30,8 @@ constexpr int kPadding = 8; // of header and debug section, above and below
 constexpr int kEmptyPadding = 10; // of what stands in place of rules
 constexpr int kMorePadding = 4; // of what stands under them
 constexpr int kHeaderGap = 8;
-constexpr int kSymbol = 16;
+constexpr int kSymbol = 16; // what the texts leave for it
+constexpr int kSymbolOverhang = 2; // its ink begins where the texts below begin
 constexpr int kDot = 8;
 constexpr int kCreditGap = 1;
 constexpr int kDebugGap = 2;
@@ -104,6 +105,7 @@ MenuBarView::MenuBarView(const RulesStore& store, const BrowserDetector& detecto
     , m_settings(new RowButton(Symbol::gearshape, tr("Settings"), this))
     , m_quit(new RowButton(Symbol::power, tr("Quit Vantorel"), this)) {
     setAutoFillBackground(true);
+    setFocusPolicy(Qt::ClickFocus);
     setFixedWidth(kWidth);
     m_rules->setAccessibleName(tr("Routing Rules"));
     connect(m_settings, &RowButton::clicked, this, [run = std::move(commands.openSettings)] { run(); });
@@ -243,7 +245,10 @@ void MenuBarView::arrange() {
     // A panel has a least height: the commands stay at its lower edge.
     const int commands = m_settings->sizeHint().height() + m_quit->sizeHint().height();
     const int fitting = top + kDivider + commands + kMargin;
-    top += std::max(height() - fitting, 0);
+    const int slack = std::max(height() - fitting, 0);
+    if (m_rules->isHidden())
+        m_note->move(m_note->x(), m_note->y() + slack / 2);
+    top += slack;
     divide();
     for (RowButton* const command : {m_settings, m_quit}) {
         place(command, {0, top, kWidth, command->sizeHint().height()});
@@ -263,7 +268,8 @@ void MenuBarView::arrange() {
 
 void MenuBarView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    paintSymbol(painter, m_symbol, Symbol::branch, theme::color(theme::Tone::blue, palette()));
+    paintSymbol(painter, m_symbol.marginsAdded({kSymbolOverhang, kSymbolOverhang, kSymbolOverhang, kSymbolOverhang}),
+                Symbol::branch, theme::color(theme::Tone::blue, palette()));
     for (const int top : m_dividers)
         painter.fillRect(0, top, kWidth, kDivider, theme::color(theme::Tone::separator, palette()));
 }
@@ -272,9 +278,12 @@ void MenuBarView::resizeEvent(QResizeEvent*) {
     arrange();
 }
 
-// A panel does not become the active window, and tool tips of others are not shown.
 void MenuBarView::showEvent(QShowEvent* event) {
+    // A panel does not become the active window, and tool tips of others are not shown.
     window()->setAttribute(Qt::WA_AlwaysShowToolTips);
+    // Nothing has the focus until the user goes for it: a ring around the first command would say that it matters most.
+    if (!window()->focusWidget())
+        setFocus();
     QWidget::showEvent(event);
 }
 
