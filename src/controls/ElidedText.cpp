@@ -84,7 +84,10 @@ int ElidedText::fitInto(int width) {
         m_brokenWidth = width;
         m_brokenFont = font();
         const Elided shown = elided(m_whole, font(), width, m_mostLines);
-        setText(shown.lines.join(u'\n'));
+        QStringList lines;
+        for (const QString& line : shown.lines)
+            lines.append(line.trimmed()); // a space at the end would take room in a line that is mirrored
+        setText(lines.join(u'\n'));
         setAccessibleName(shown.joined());
         setToolTip(shown.isElided ? toolTipFor(m_whole) : QString());
         setAccessibleDescription(shown.isElided ? m_whole : QString());

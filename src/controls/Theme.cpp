@@ -60,7 +60,7 @@ QColor theme::color(Tone tone, const QPalette& palette) {
     case Tone::purple: return dark ? QColor(0xd0, 0xa5, 0xf7) : QColor(0x80, 0x2f, 0xb8);
     case Tone::red: return dark ? QColor(0xff, 0x8a, 0x80) : QColor(0xbf, 0x21, 0x17);
     case Tone::green: return dark ? QColor(0x32, 0xd7, 0x4b) : QColor(0x1f, 0x96, 0x3c);
-    case Tone::orange: return dark ? QColor(0xff, 0x9f, 0x0a) : QColor(0xd9, 0x6c, 0x00);
+    case Tone::orange: return dark ? QColor(0xff, 0x9f, 0x0a) : QColor(0xcf, 0x66, 0x00);
     case Tone::gray: return mixed(text, window, 0.45);
     case Tone::outline: return withAlpha(text, strong ? 0.7 : dark ? 0.18 : 0.2);
     case Tone::separator: return withAlpha(text, strong ? 0.5 : 0.12);

@@ -111,6 +111,7 @@ MenuBarView::MenuBarView(const RulesStore& store, const BrowserDetector& detecto
     connect(m_settings, &RowButton::clicked, this, [run = std::move(commands.openSettings)] { run(); });
     connect(m_quit, &RowButton::clicked, this, [run = std::move(commands.quit)] { run(); });
 
+    resize(kWidth, 0); // nothing to spare
     refresh();
     resize(sizeHint());
 
