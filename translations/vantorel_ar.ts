@@ -70,6 +70,54 @@
     </message>
 </context>
 <context>
+    <name>vantorel::MenuBarView</name>
+    <message>
+        <source>App Rule</source>
+        <translation>قاعدة تطبيق</translation>
+    </message>
+    <message>
+        <source>by %1</source>
+        <comment>the maker</comment>
+        <translation>من ⁨%1⁩</translation>
+    </message>
+    <message>
+        <source>Last Intercept</source>
+        <translation>آخر رابط مُلتقَط</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>الإعدادات</translation>
+    </message>
+    <message>
+        <source>Quit Vantorel</source>
+        <translation>إنهاء ⁨Vantorel⁩</translation>
+    </message>
+    <message>
+        <source>Routing Rules</source>
+        <translation>قواعد التوجيه</translation>
+    </message>
+    <message>
+        <source>No URLs intercepted yet.</source>
+        <translation>لم يُلتقَط أي رابط بعد.</translation>
+    </message>
+    <message>
+        <source>Source: unknown</source>
+        <translation>المصدر: غير معروف</translation>
+    </message>
+    <message>
+        <source>Source: %1</source>
+        <translation>المصدر: ⁨%1⁩</translation>
+    </message>
+    <message>
+        <source>No rules — open Settings to add one.</source>
+        <translation>لا قواعد — افتح الإعدادات لإضافة قاعدة.</translation>
+    </message>
+    <message>
+        <source>+ %1 more in Settings</source>
+        <translation>+ ⁨%1⁩ أخرى في الإعدادات</translation>
+    </message>
+</context>
+<context>
     <name>vantorel::RuleEditor</name>
     <message>
         <source>Invalid regex &apos;%1&apos;: %2</source>
@@ -186,6 +234,24 @@
     </message>
 </context>
 <context>
+    <name>vantorel::RuleSummaryRow</name>
+    <message>
+        <source>%1 → %2</source>
+        <comment>application and browser</comment>
+        <translation>⁨%1⁩ ← ⁨%2⁩</translation>
+    </message>
+    <message>
+        <source>→ %1</source>
+        <comment>browser</comment>
+        <translation>← ⁨%1⁩</translation>
+    </message>
+    <message>
+        <source>%1 (disabled)</source>
+        <comment>what a rule does</comment>
+        <translation>%1 (معطّلة)</translation>
+    </message>
+</context>
+<context>
     <name>vantorel::SettingsView</name>
     <message>
         <source>Vantorel by %1</source>
@@ -288,6 +354,17 @@ Add an app rule to route all links opened by a specific app.</source>
     <message>
         <source>Delete selected rule</source>
         <translation>حذف القاعدة المحددة</translation>
+    </message>
+</context>
+<context>
+    <name>vantorel::StatusDot</name>
+    <message>
+        <source>Rules are active</source>
+        <translation>توجد قواعد مفعّلة</translation>
+    </message>
+    <message>
+        <source>No active rules</source>
+        <translation>لا قواعد مفعّلة</translation>
     </message>
 </context>
 </TS>

@@ -70,6 +70,54 @@
     </message>
 </context>
 <context>
+    <name>vantorel::MenuBarView</name>
+    <message>
+        <source>App Rule</source>
+        <translation>App-Regel</translation>
+    </message>
+    <message>
+        <source>by %1</source>
+        <comment>the maker</comment>
+        <translation>von %1</translation>
+    </message>
+    <message>
+        <source>Last Intercept</source>
+        <translation>Zuletzt abgefangen</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>Quit Vantorel</source>
+        <translation>Vantorel beenden</translation>
+    </message>
+    <message>
+        <source>Routing Rules</source>
+        <translation>Weiterleitungsregeln</translation>
+    </message>
+    <message>
+        <source>No URLs intercepted yet.</source>
+        <translation>Noch keine Links abgefangen.</translation>
+    </message>
+    <message>
+        <source>Source: unknown</source>
+        <translation>Quelle: unbekannt</translation>
+    </message>
+    <message>
+        <source>Source: %1</source>
+        <translation>Quelle: %1</translation>
+    </message>
+    <message>
+        <source>No rules — open Settings to add one.</source>
+        <translation>Keine Regeln – in Einstellungen anlegen.</translation>
+    </message>
+    <message>
+        <source>+ %1 more in Settings</source>
+        <translation>+ %1 weitere in Einstellungen</translation>
+    </message>
+</context>
+<context>
     <name>vantorel::RuleEditor</name>
     <message>
         <source>Invalid regex &apos;%1&apos;: %2</source>
@@ -186,6 +234,24 @@
     </message>
 </context>
 <context>
+    <name>vantorel::RuleSummaryRow</name>
+    <message>
+        <source>%1 → %2</source>
+        <comment>application and browser</comment>
+        <translation>%1 → %2</translation>
+    </message>
+    <message>
+        <source>→ %1</source>
+        <comment>browser</comment>
+        <translation>→ %1</translation>
+    </message>
+    <message>
+        <source>%1 (disabled)</source>
+        <comment>what a rule does</comment>
+        <translation>%1 (ausgeschaltet)</translation>
+    </message>
+</context>
+<context>
     <name>vantorel::SettingsView</name>
     <message>
         <source>Vantorel by %1</source>
@@ -288,6 +354,17 @@ Eine App-Regel leitet alle Links weiter, die eine bestimmte App öffnet.</transl
     <message>
         <source>Delete selected rule</source>
         <translation>Ausgewählte Regel löschen</translation>
+    </message>
+</context>
+<context>
+    <name>vantorel::StatusDot</name>
+    <message>
+        <source>Rules are active</source>
+        <translation>Regeln sind aktiv</translation>
+    </message>
+    <message>
+        <source>No active rules</source>
+        <translation>Keine aktiven Regeln</translation>
     </message>
 </context>
 </TS>

@@ -70,6 +70,54 @@
     </message>
 </context>
 <context>
+    <name>vantorel::MenuBarView</name>
+    <message>
+        <source>App Rule</source>
+        <translation>アプリのルール</translation>
+    </message>
+    <message>
+        <source>by %1</source>
+        <comment>the maker</comment>
+        <translation>提供: %1</translation>
+    </message>
+    <message>
+        <source>Last Intercept</source>
+        <translation>最後に受け取ったリンク</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>設定</translation>
+    </message>
+    <message>
+        <source>Quit Vantorel</source>
+        <translation>Vantorel を終了</translation>
+    </message>
+    <message>
+        <source>Routing Rules</source>
+        <translation>振り分けルール</translation>
+    </message>
+    <message>
+        <source>No URLs intercepted yet.</source>
+        <translation>受け取った URL はまだありません。</translation>
+    </message>
+    <message>
+        <source>Source: unknown</source>
+        <translation>リンク元: 不明</translation>
+    </message>
+    <message>
+        <source>Source: %1</source>
+        <translation>リンク元: %1</translation>
+    </message>
+    <message>
+        <source>No rules — open Settings to add one.</source>
+        <translation>ルールがありません。設定で追加できます。</translation>
+    </message>
+    <message>
+        <source>+ %1 more in Settings</source>
+        <translation>+ 設定にさらに %1 件</translation>
+    </message>
+</context>
+<context>
     <name>vantorel::RuleEditor</name>
     <message>
         <source>Invalid regex &apos;%1&apos;: %2</source>
@@ -186,6 +234,24 @@
     </message>
 </context>
 <context>
+    <name>vantorel::RuleSummaryRow</name>
+    <message>
+        <source>%1 → %2</source>
+        <comment>application and browser</comment>
+        <translation>%1 → %2</translation>
+    </message>
+    <message>
+        <source>→ %1</source>
+        <comment>browser</comment>
+        <translation>→ %1</translation>
+    </message>
+    <message>
+        <source>%1 (disabled)</source>
+        <comment>what a rule does</comment>
+        <translation>%1 (無効)</translation>
+    </message>
+</context>
+<context>
     <name>vantorel::SettingsView</name>
     <message>
         <source>Vantorel by %1</source>
@@ -288,6 +354,17 @@ Add an app rule to route all links opened by a specific app.</source>
     <message>
         <source>Delete selected rule</source>
         <translation>選択したルールを削除</translation>
+    </message>
+</context>
+<context>
+    <name>vantorel::StatusDot</name>
+    <message>
+        <source>Rules are active</source>
+        <translation>有効なルールがあります</translation>
+    </message>
+    <message>
+        <source>No active rules</source>
+        <translation>有効なルールがありません</translation>
     </message>
 </context>
 </TS>

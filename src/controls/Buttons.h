@@ -51,4 +51,21 @@ private:
     void dress();
 };
 
+/// A command on a row of its own, without a frame: symbol and text. All of the row takes clicks; Space and Return press
+/// it.
+class RowButton : public QPushButton {
+    Q_OBJECT
+
+public:
+    RowButton(Symbol symbol, const QString& text, QWidget* parent = nullptr);
+
+    QSize sizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    Symbol m_symbol;
+};
+
 } // namespace vantorel

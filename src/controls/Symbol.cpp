@@ -17,9 +17,9 @@ namespace vantorel {
 
 namespace {
 
-constexpr std::array kFiles = {"branch", "plus",      "minus",     "plus-circle-fill", "pencil-circle-fill",
-                               "lines",  "app-badge", "checkmark", "chevrons",         "warning-fill"};
-static_assert(kFiles.size() == static_cast<std::size_t>(Symbol::warningFill) + 1);
+constexpr std::array kFiles = {"branch",    "plus",      "minus",    "plus-circle-fill", "pencil-circle-fill", "lines",
+                               "app-badge", "checkmark", "chevrons", "warning-fill",     "gearshape",          "power"};
+static_assert(kFiles.size() == static_cast<std::size_t>(Symbol::power) + 1);
 
 } // namespace
 
@@ -52,6 +52,17 @@ void paintSymbol(QPainter& painter, const QRectF& rectangle, Symbol symbol, cons
     const auto onPixel = [ratio](qreal place) { return std::round(place * ratio) / ratio; };
     const QPointF corner(onPixel(rectangle.center().x() - size / 2.0), onPixel(rectangle.center().y() - size / 2.0));
     painter.drawPixmap(corner, symbolPixmap(symbol, size, color, ratio));
+}
+
+void paintArrow(QPainter& painter, const QRectF& place, const QColor& color, Qt::LayoutDirection direction) {
+    constexpr qreal kWing = 3;
+    const bool mirrored = direction == Qt::RightToLeft;
+    const QPointF from(mirrored ? place.right() - 0.5 : place.left() + 0.5, std::floor(place.center().y()) + 0.5);
+    const QPointF tip(mirrored ? place.left() + 0.5 : place.right() - 0.5, from.y());
+    const qreal back = mirrored ? kWing : -kWing;
+    painter.setPen(QPen(color, 1));
+    painter.drawLine(from, tip);
+    painter.drawPolyline(QPolygonF({tip + QPointF(back, -kWing), tip, tip + QPointF(back, kWing)}));
 }
 
 } // namespace vantorel

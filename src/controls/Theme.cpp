@@ -59,6 +59,9 @@ QColor theme::color(Tone tone, const QPalette& palette) {
     case Tone::blue: return dark ? QColor(0x7a, 0xb8, 0xff) : QColor(0x0a, 0x5b, 0xc4);
     case Tone::purple: return dark ? QColor(0xd0, 0xa5, 0xf7) : QColor(0x80, 0x2f, 0xb8);
     case Tone::red: return dark ? QColor(0xff, 0x8a, 0x80) : QColor(0xbf, 0x21, 0x17);
+    case Tone::green: return dark ? QColor(0x32, 0xd7, 0x4b) : QColor(0x1f, 0x96, 0x3c);
+    case Tone::orange: return dark ? QColor(0xff, 0x9f, 0x0a) : QColor(0xcf, 0x66, 0x00);
+    case Tone::gray: return mixed(text, window, 0.45);
     case Tone::outline: return withAlpha(text, strong ? 0.7 : dark ? 0.18 : 0.2);
     case Tone::separator: return withAlpha(text, strong ? 0.5 : 0.12);
     case Tone::panel: return dark ? withAlpha(Qt::white, 0.05) : withAlpha(Qt::white, 0.6);
@@ -75,7 +78,9 @@ QFont theme::font(Type type, const QFont& body) {
     case Type::subheadline: return scaled(body, 1.0, QFont::DemiBold);
     case Type::body: return body;
     case Type::callout: return scaled(body, 0.96);
+    case Type::footnote: return scaled(body, 0.9);
     case Type::caption: return scaled(body, 0.88);
+    case Type::caption2: return scaled(body, 0.825);
     case Type::monospacedCaption: {
         QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
         if (body.pixelSize() > 0)

@@ -23,6 +23,9 @@ enum class Tone {
     blue,
     purple,
     red,
+    green, ///< of marks: it works, it is on
+    orange, ///< of marks: something is missing
+    gray, ///< of marks: it is off
     outline, ///< thin lines around panels and controls
     separator, ///< thin lines between things
     panel, ///< the fill of a panel on the window
@@ -30,7 +33,8 @@ enum class Tone {
     pressed, ///< laid over what is held down
 };
 
-/// Texts reach a contrast of 4.5 to 1 against the window and the base wherever the palette's own text does.
+/// Texts reach a contrast of 4.5 to 1 against the window and the base wherever the palette's own text does; marks,
+/// which are no texts, 3 to 1.
 QColor color(Tone tone, const QPalette& palette);
 
 bool isDark(const QPalette& palette);
@@ -41,7 +45,17 @@ bool isHighContrast(const QPalette& palette);
 /// Opaque, between a (at 0) and b (at 1).
 QColor mixed(const QColor& a, const QColor& b, qreal shareOfB);
 
-enum class Type { title2, headline, subheadline, body, callout, caption, monospacedCaption };
+enum class Type {
+    title2,
+    headline,
+    subheadline,
+    body,
+    callout,
+    footnote, ///< 12 pixels high where the desktop's font is 10 points
+    caption,
+    caption2, ///< the smallest: 11 pixels there
+    monospacedCaption,
+};
 
 QFont font(Type type, const QFont& body);
 

@@ -203,17 +203,6 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
         painter.setLayoutDirection(directionOf(text));
         painter.drawText(QPointF(place.left(), place.center().y() + (metrics.ascent() - metrics.descent()) / 2), shown);
     };
-    // Not a letter: the font may have none, and looking for another font takes longer than all the rest of the row.
-    const auto pointOn = [&] {
-        constexpr qreal kWing = 3;
-        const QRectF place = take(kArrow).adjusted(0.5, 0, -0.5, 0);
-        const QPointF from(mirrored ? place.right() : place.left(), std::floor(place.center().y()) + 0.5);
-        const QPointF tip(mirrored ? place.left() : place.right(), from.y());
-        const qreal back = mirrored ? kWing : -kWing;
-        painter.setPen(QPen(theme::color(theme::Tone::secondary, colors), 1));
-        painter.drawLine(from, tip);
-        painter.drawPolyline(QPolygonF({tip + QPointF(back, -kWing), tip, tip + QPointF(back, kWing)}));
-    };
     constexpr qreal kSpace = 4;
     const bool hasPattern = !m_rule.pattern.isEmpty();
     // However long the pattern is, where its links go stays readable.
@@ -251,7 +240,7 @@ void RuleRow::paintCaption(QPainter& painter, QRectF area) const {
         write(m_rule.pattern, theme::font(theme::Type::monospacedCaption, font()), theme::Tone::blue, targetWidth);
         take(kSpace);
     }
-    pointOn();
+    paintArrow(painter, take(kArrow), theme::color(theme::Tone::secondary, colors), layoutDirection());
     take(kSpace);
     if (!m_browserIcon.isNull()) {
         paintIcon(m_browserIcon);

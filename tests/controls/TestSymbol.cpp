@@ -11,7 +11,7 @@ class TestSymbol : public QObject {
 
 private Q_SLOTS:
     void every_symbol_draws_in_the_colour_that_is_asked_for() {
-        for (int i = 0; i <= static_cast<int>(Symbol::warningFill); ++i) {
+        for (int i = 0; i <= static_cast<int>(Symbol::power); ++i) {
             const QImage image = symbolPixmap(static_cast<Symbol>(i), 32, QColor(10, 200, 30), 1).toImage();
             int covered = 0;
             for (int y = 0; y < image.height(); ++y) {
@@ -31,7 +31,7 @@ private Q_SLOTS:
 
     void symbols_are_all_different() {
         QList<QImage> seen;
-        for (int i = 0; i <= static_cast<int>(Symbol::warningFill); ++i) {
+        for (int i = 0; i <= static_cast<int>(Symbol::power); ++i) {
             const QImage image = symbolPixmap(static_cast<Symbol>(i), 32, Qt::black, 1).toImage();
             QVERIFY(!seen.contains(image));
             seen.append(image);

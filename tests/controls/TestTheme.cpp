@@ -56,6 +56,18 @@ private Q_SLOTS:
         }
     }
 
+    void marks_are_seen_data() { texts_are_readable_data(); }
+    void marks_are_seen() {
+        QFETCH(QPalette, palette);
+        using theme::Tone;
+        for (const Tone tone : {Tone::green, Tone::orange, Tone::gray}) {
+            for (const auto ground : {QPalette::Window, QPalette::Base}) {
+                const double reached = contrast(theme::color(tone, palette), palette.color(ground));
+                QVERIFY2(reached >= 3, qPrintable(QString("tone %1: %2").arg(static_cast<int>(tone)).arg(reached)));
+            }
+        }
+    }
+
     void lines_are_firm_where_all_contrast_is_wanted() {
         using theme::Tone;
         for (const auto& [window, text] : {std::pair(Qt::white, Qt::black), std::pair(Qt::black, Qt::white)}) {
