@@ -7,6 +7,7 @@
 #include "open/ChosenBrowser.h"
 #include "open/ExecLine.h"
 #include "open/Launch.h"
+#include "open/Round.h"
 #include "open/Settling.h"
 #include "open/Turn.h"
 #include "platform/freedesktop/DesktopEntry.h"
@@ -93,6 +94,12 @@ bool openLink(std::string_view id, const std::string& link, Turn& turn, std::str
     if (!entry) {
         return false;
     }
+    const Round round = roundOf(link);
+    if (round.isTooMany()) {
+        whyNot = '"' + entry->name + "\" keeps handing the link back to Vantorel";
+        return false;
+    }
+    setRound(round);
     if (LinkHandOn().leadsBack(*entry, [&link] { return chosenFor(link); })) {
         whyNot = '"' + entry->name + "\" would hand the link back to Vantorel";
         return false;

@@ -2,8 +2,10 @@
 
 import os
 import shutil
+import time
 import unittest
 
+from harness.browsers import write_script
 from harness.case import BROWSER, OTHER_BROWSER, DesktopTest, main
 from harness.desktop import DEBUG
 from harness.processes import wait_until
@@ -130,6 +132,66 @@ class HandOn(Loops):
                 self.choose(desktop, OTHER_BROWSER)
                 desktop.open_links(LINK)
                 self.assertEqual(self.attempts(desktop), [REFUSED])
+
+class Circles(Loops):
+    """Scripts of which nobody can tell beforehand that they lead back."""
+
+    ROUNDS = 8
+
+    def script(self, desktop, command):
+        return write_script(os.path.join(desktop.programs, "handed-on"),
+                            f"#!/bin/sh\necho \"$1\" >>'{desktop.logs}/rounds'\n{command}\n")
+
+    def rounds(self, desktop):
+        return desktop.text_of(os.path.join(desktop.logs, "rounds")).splitlines()
+
+    def test_circle_ends(self):
+        for command in ('vantorel "$1"', 'exec vantorel "$1"', 'vantorel "$1" &', 'gio open "$1"',
+                        'exec setsid xdg-open "$1"'):
+            with self.subTest(command=command):
+                desktop = self.start("/bin/false", display=True)
+                desktop.add_application(WRAPPER, self.script(desktop, command) + " %u")
+                desktop.open_links(LINK)
+                wait_until(lambda: any("keeps handing" in line for line in desktop.launcher_lines()), "the end",
+                           detail=desktop.describe)
+                lines = self.attempts(desktop)
+                self.assertEqual(self.rounds(desktop), [LINK] * self.ROUNDS)
+                failed = f"Failed to open {LINK} in {WRAPPER}: \"{WRAPPER}\" keeps handing the link back to Vantorel"
+                self.assertEqual([line for line in lines if not line.startswith("Successfully ")], [failed])
+
+    def test_program_that_was_started_with_a_link_may_send_others(self):
+        desktop = self.start("/bin/false")
+        script = self.script(desktop, "for i in $(seq 30); do vantorel https://other.test/$i; done")
+        desktop.add_application(WRAPPER, script + " %u")
+        desktop.open_links(LINK)
+        wait_until(lambda: len(desktop.links(BROWSER)) == 30, "the other links", detail=desktop.describe)
+        self.assertEqual(desktop.links(BROWSER), [b"https://other.test/%d" % number for number in range(1, 31)])
+
+    def test_program_may_send_its_own_link_to_another_again_and_again(self):
+        # As an extension that opens a page elsewhere: another rule takes the link when it comes from there.
+        desktop = self.start("/bin/false")
+        desktop.add_application(WRAPPER, self.script(desktop, 'for i in $(seq 30); do vantorel "$1"; done') + " %u")
+        desktop.stop_router()
+        desktop.write_settings(rules=[rule(OTHER_BROWSER, "loop.test", source=WRAPPER), rule(WRAPPER, "loop.test")],
+                               fallback=BROWSER)
+        self.router = desktop.start_router()
+        desktop.open_links(LINK)
+        wait_until(lambda: len(desktop.links(OTHER_BROWSER)) == 30, "the links", detail=desktop.describe)
+        self.assertEqual(self.rounds(desktop), [LINK])
+
+    def test_program_that_the_circle_has_started_is_none_the_worse(self):
+        # The start that becomes the program has the variable itself; it counts for its own link alone.
+        desktop = self.desktop(service=False)
+        desktop.write_settings(fallback=BROWSER)
+        link = 14695981039346656037
+        for byte in AFTER.encode():
+            link = (link ^ byte) * 1099511628211 % (1 << 64)
+        now = int(time.clock_gettime(time.CLOCK_BOOTTIME))
+        router = desktop.start_router(environment={"VANTOREL_ROUND": f"8 {now} {link}"})
+        desktop.open_links(AFTER)
+        environment = desktop.wait_for_launches(1)[0].environment
+        self.assertRegex(environment["VANTOREL_ROUND"], f"^1 [0-9]+ {link}$")
+        self.assertIsNone(router.poll())
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -234,8 +235,10 @@ bool LinkHandOn::leadsBack(const DesktopEntry& entry, const std::function<Choice
 }
 
 std::string LinkHandOn::ownProgramFile() {
-    const auto running = realPath("/proc/self/exe");
-    return running.substr(0, running.rfind('/') + 1) + std::string(kOwnName);
+    std::array<char, PATH_MAX> path{};
+    const auto size = readlink("/proc/self/exe", path.data(), path.size());
+    const std::string_view running(path.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    return std::string(running.substr(0, running.rfind('/') + 1)) + std::string(kOwnName);
 }
 
 std::string LinkHandOn::programFile(const std::string& name) {
