@@ -24,7 +24,8 @@ const Gio* loadGio(std::string& whyNot) {
         && find(library, "g_dbus_connection_call_sync", gio.callSync)
         && find(library, "g_dbus_error_strip_remote_error", gio.stripRemoteError)
         && find(library, "g_dbus_is_name", gio.isName) && find(library, "g_dbus_is_unique_name", gio.isUniqueName)
-        && find(library, "g_object_unref", gio.unref);
+        && find(library, "g_app_info_get_default_for_type", gio.defaultForType)
+        && find(library, "g_app_info_get_id", gio.appId) && find(library, "g_object_unref", gio.unref);
     if (complete) {
         return &gio;
     }

@@ -6,7 +6,7 @@
 
 namespace vantorel {
 
-/// The few functions of GIO that reach the session bus, loaded when they are first needed: linked in the ordinary way,
+/// The few functions of GIO that are used, loaded when they are first needed: linked in the ordinary way,
 /// GIO and what it depends on would double the time every start takes, and most links never need it.
 struct Gio {
     decltype(&g_bus_get_sync) busGet = nullptr;
@@ -17,6 +17,8 @@ struct Gio {
     decltype(&g_dbus_error_strip_remote_error) stripRemoteError = nullptr;
     decltype(&g_dbus_is_name) isName = nullptr;
     decltype(&g_dbus_is_unique_name) isUniqueName = nullptr;
+    decltype(&g_app_info_get_default_for_type) defaultForType = nullptr;
+    decltype(&g_app_info_get_id) appId = nullptr;
     decltype(&g_object_unref) unref = nullptr;
 };
 

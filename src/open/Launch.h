@@ -14,7 +14,7 @@ struct DesktopEntry;
 /// /dev/null for input and output, no other descriptor, default signal handling, the entry's working directory.
 ///
 /// Returns its process id once the program has been executed; it stays our child. Absent when it could not be, with
-/// one line in `whyNot`. To be called while there is only one thread.
+/// one line in `whyNot`. No other thread may change the environment meanwhile.
 std::optional<pid_t> launch(const DesktopEntry& entry, const std::vector<std::string>& arguments, std::string& whyNot);
 
 } // namespace vantorel

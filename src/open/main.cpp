@@ -4,11 +4,14 @@
 // one line of reason on standard error when not, and 2 when the arguments are wrong.
 
 #include "open/Activation.h"
+#include "open/ChosenBrowser.h"
 #include "open/ExecLine.h"
 #include "open/Launch.h"
+#include "open/Round.h"
 #include "open/Settling.h"
 #include "open/Turn.h"
 #include "platform/freedesktop/DesktopEntry.h"
+#include "platform/freedesktop/LinkHandOn.h"
 
 #include <csignal>
 #include <cstdio>
@@ -89,6 +92,16 @@ bool openLink(std::string_view id, const std::string& link, Turn& turn, std::str
     }
     const auto entry = findDesktopEntry(id, &whyNot);
     if (!entry) {
+        return false;
+    }
+    const Round round = roundOf(link);
+    if (round.isTooMany()) {
+        whyNot = '"' + entry->name + "\" keeps handing the link back to Vantorel";
+        return false;
+    }
+    setRound(round);
+    if (LinkHandOn().leadsBack(*entry, [&link] { return chosenFor(link); })) {
+        whyNot = '"' + entry->name + "\" would hand the link back to Vantorel";
         return false;
     }
     return entry->dbusActivatable ? activate(*entry, link, turn, whyNot) : execute(*entry, link, turn, whyNot);

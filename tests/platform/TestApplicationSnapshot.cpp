@@ -68,6 +68,8 @@ private Q_SLOTS:
     void browsers_associationsOfTheUserCount();
     void browsers_knownOnesNeedNoAssociation();
     void browsers_thatCannotBeStarted_doNotExist();
+    void browsers_thatHandOnToUs_areNotOffered();
+    void browsers_thatAreUsUnderAnotherId_areNotOffered();
     void apps_ofAllFolders();
     void apps_vendorFolderIsPartOfTheId();
     void apps_hiddenOne_masksThatOfLaterFolders();
@@ -178,6 +180,37 @@ void TestApplicationSnapshot::browsers_thatCannotBeStarted_doNotExist() {
     entry("system/applications/firefox", "Name=x\nExec=no-such-program\n");
     cache("x-scheme-handler/https=hidden.desktop;absent.desktop;tried.desktop;firefox.desktop;\n");
     QCOMPARE(idsOf(browsers()), QStringList());
+}
+
+void TestApplicationSnapshot::browsers_thatHandOnToUs_areNotOffered() {
+    entry("system/applications/com.qorbex.Vantorel", "Name=Own\n");
+    entry("system/applications/web", "Name=Web\n");
+    entry("system/applications/gio", "Name=Gio\nExec=env X=y gio open %u\n");
+    entry("system/applications/xdg", "Name=Xdg\nExec=sh -c 'xdg-open \"$@\"' x %u\n");
+    const auto choose = [this](const char* id) {
+        QFile list(path("config/mimeapps.list"));
+        QVERIFY(list.open(QIODevice::WriteOnly));
+        list.write(QByteArray("[Default Applications]\nx-scheme-handler/https=") + id + ".desktop\n");
+    };
+    choose("com.qorbex.Vantorel");
+    cache("x-scheme-handler/https=com.qorbex.Vantorel.desktop;web.desktop;gio.desktop;xdg.desktop;\n");
+    QTRY_COMPARE(idsOf(browsers()), QStringList{"web"});
+    choose("web");
+    QTRY_COMPARE(idsOf(browsers()), (QStringList{"gio", "web", "xdg"}));
+}
+
+void TestApplicationSnapshot::browsers_thatAreUsUnderAnotherId_areNotOffered() {
+    const QString alias = path("alias");
+    QFile program(path("copies/vantorel"));
+    QVERIFY(QDir().mkpath(path("copies")));
+    QVERIFY(program.open(QIODevice::WriteOnly));
+    QVERIFY(program.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
+    QVERIFY(QFile::link(program.fileName(), alias));
+    entry("system/applications/copy", "Name=Copy\nExec=" + QFile::encodeName(program.fileName()) + " %U\n");
+    entry("system/applications/alias", "Name=Alias\nExec=" + QFile::encodeName(alias) + " %U\n");
+    entry("system/applications/web", "Name=Web\n");
+    cache("x-scheme-handler/https=copy.desktop;alias.desktop;web.desktop;\n");
+    QCOMPARE(idsOf(browsers()), QStringList{"web"});
 }
 
 void TestApplicationSnapshot::apps_ofAllFolders() {

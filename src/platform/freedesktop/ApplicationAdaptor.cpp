@@ -4,13 +4,36 @@
 #include "platform/freedesktop/DBusLinkSource.h"
 #include "platform/freedesktop/LaunchContext.h"
 
+#include <numeric>
+
 namespace vantorel {
 
 namespace {
 
+// Each link becomes a process of a quarter of a MiB that waits for its turn with two open descriptors; so many take a
+// few GiB and stay below all usual limits.
+constexpr qsizetype kMostLinks = 10'000;
+// Takes half a second to route. No program can be given more than 128 KiB in one argument, so it is many links, too.
+constexpr qsizetype kMostText = 16 << 20;
+// Real ones have a hundred characters. What is larger than an argument would keep the browser from being started.
+constexpr qsizetype kLongestToken = 4096;
+constexpr qsizetype kLongestQuote = 64;
+
+QByteArray tokenIn(const QVariantMap& platformData, const QString& key) {
+    const QVariant value = platformData.value(key);
+    const bool isToken = value.typeId() == QMetaType::QString && value.toString().size() <= kLongestToken;
+    return isToken ? value.toString().toUtf8() : QByteArray();
+}
+
 LaunchContext contextOf(const QVariantMap& platformData) {
-    return {.activationToken = platformData.value(kActivationTokenKey).toByteArray(),
-            .startupID = platformData.value(kStartupIDKey).toByteArray()};
+    return {.activationToken = tokenIn(platformData, kActivationTokenKey),
+            .startupID = tokenIn(platformData, kStartupIDKey)};
+}
+
+bool isTooMuch(const QStringList& uris) {
+    const auto size = std::accumulate(uris.begin(), uris.end(), qsizetype{0},
+                                      [](qsizetype sum, const QString& uri) { return sum + uri.size(); });
+    return uris.size() > kMostLinks || size > kMostText;
 }
 
 } // namespace
@@ -23,7 +46,11 @@ void ApplicationAdaptor::Activate(const QVariantMap& platform_data, const QDBusM
 }
 
 void ApplicationAdaptor::Open(const QStringList& uris, const QVariantMap& platform_data, const QDBusMessage& call) {
-    m_source.deliver(uris, m_source.senderApplication(call.service()), contextOf(platform_data));
+    if (isTooMuch(uris)) {
+        refuse(call, QDBusError::LimitsExceeded, QStringLiteral("These are too many links for one call"));
+        return;
+    }
+    m_source.deliver(uris, m_source.senderOf(call.service()), contextOf(platform_data));
 }
 
 void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&,
@@ -33,12 +60,14 @@ void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVaria
     else if (action_name == u"settings")
         Activate(platform_data, call);
     else
-        refuse(call, QDBusError::InvalidArgs, QStringLiteral("There is no action \"") + action_name + u'"');
+        refuse(call, QDBusError::InvalidArgs,
+               QStringLiteral("There is no action \"") + action_name.left(kLongestQuote) + u'"');
 }
 
 void ApplicationAdaptor::refuse(const QDBusMessage& call, QDBusError::ErrorType type, const QString& reason) const {
     call.setDelayedReply(true);
-    m_source.m_bus.send(call.createErrorReply(type, reason));
+    if (call.isReplyRequired())
+        m_source.m_bus.send(call.createErrorReply(type, reason));
 }
 
 } // namespace vantorel

@@ -24,6 +24,25 @@ std::optional<QString> localised(GDesktopAppInfo* info, const char* key) {
     return value ? std::optional(QString::fromUtf8(value.get())) : std::nullopt;
 }
 
+// What a LinkHandOn asks for: what GIO has read is enough for that.
+DesktopEntry commandOf(GAppInfo* info) {
+    DesktopEntry entry;
+    const char* const file = g_app_info_get_id(info);
+    const char* const command = g_app_info_get_commandline(info);
+    entry.id = QByteArray(file).chopped(file ? kSuffixLength : 0).toStdString();
+    entry.command = splitExec(command ? command : "").value_or(std::vector<std::string>());
+    return entry;
+}
+
+LinkHandOn::Choice choiceFor(const char* type) {
+    LinkHandOn::Choice choice{.entry = std::nullopt, .xfceCommand = xfceBrowser()};
+    if (GAppInfo* const info = g_app_info_get_default_for_type(type, FALSE)) {
+        choice.entry = commandOf(info);
+        g_object_unref(info);
+    }
+    return choice;
+}
+
 struct CloseFolder {
     void operator()(DIR* folder) const { closedir(folder); }
 };
@@ -46,7 +65,9 @@ QStringList ApplicationSnapshot::locationsForScheme(const QString& scheme) {
         GDesktopAppInfo* const info = G_DESKTOP_APP_INFO(each->data);
         const char* const path = g_desktop_app_info_get_filename(info);
         const char* const file = g_app_info_get_id(G_APP_INFO(info));
-        if (!path || !file)
+        const bool isUseless = !path || !file
+            || m_handOn.leadsBack(commandOf(G_APP_INFO(info)), [&type] { return choiceFor(type.constData()); });
+        if (isUseless)
             continue;
         const QString location = QFile::decodeName(path);
         const QString id = QFile::decodeName(file).chopped(kSuffixLength);

@@ -2,6 +2,7 @@
 
 #include "platform/ApplicationBundles.h"
 #include "platform/freedesktop/DesktopEntry.h"
+#include "platform/freedesktop/LinkHandOn.h"
 
 #include <QHash>
 
@@ -20,7 +21,9 @@ public:
 
     explicit ApplicationSnapshot(Content content) : m_content(content) { }
 
-    /// As GIO has it: what mimeapps.list adds, then what the entries say, without what mimeapps.list removes.
+    /// As GIO has it: what mimeapps.list adds, then what the entries say, without what mimeapps.list removes. Without
+    /// what is this program under another id, and, while this program is chosen for the scheme, without what hands
+    /// links on to what is chosen.
     QStringList locationsForScheme(const QString& scheme) override;
     std::optional<QString> locationOf(const QString& bundleID) override;
 
@@ -35,6 +38,7 @@ private:
     std::optional<BundleInfo> infoOf(const std::optional<DesktopEntry>& entry) const;
 
     Content m_content;
+    LinkHandOn m_handOn;
     DesktopEntries m_entries;
     QHash<QString, std::optional<BundleInfo>> m_bundles; // by location: of what was asked for by scheme or id
     QHash<QString, QString> m_locations; // of the same, by id

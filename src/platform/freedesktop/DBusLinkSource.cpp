@@ -19,6 +19,7 @@ namespace vantorel {
 
 namespace {
 
+constexpr auto kRound = "VANTOREL_ROUND";
 const QString kBus = QStringLiteral("org.freedesktop.DBus");
 
 // A descriptor of a process becomes readable when that ends.
@@ -84,18 +85,21 @@ void DBusLinkSource::deliverArguments(const QStringList& uris) {
     const LaunchContext context{.activationToken = qgetenv("XDG_ACTIVATION_TOKEN"),
                                 .startupID = qgetenv("DESKTOP_STARTUP_ID")};
     QMetaObject::invokeMethod(
-        this, [this, uris, context, sender = applicationOf(getpid())] { deliver(uris, sender, context); },
+        this,
+        [this, uris, context, sender = Sender{applicationOf(getpid()), qgetenv(kRound)}] {
+            deliver(uris, sender, context);
+        },
         Qt::QueuedConnection);
 }
 
-void DBusLinkSource::deliver(const QStringList& uris, const std::optional<QString>& senderAppID,
-                             LaunchContext context) {
+void DBusLinkSource::deliver(const QStringList& uris, const Sender& sender, LaunchContext context) {
     m_context = std::move(context);
+    m_context.round = sender.round;
     for (const QString& text : uris) {
         const QByteArray uri = text.toUtf8();
         const auto link = Link::parse(uri);
         if (link && link->isWeb())
-            m_handlers.getURL(uri, senderAppID);
+            m_handlers.getURL(uri, sender.application);
         else if (uri.startsWith('/') || (link && link->isFile()))
             m_handlers.openFiles({uri});
         else
@@ -122,20 +126,20 @@ std::optional<QString> DBusLinkSource::applicationOf(pid_t process) const {
 //
 // A second start is a sender like any other: its parents and its environment are what they are while it waits for us.
 // Nothing in the call's own data is believed in their place; where /proc does not show it, it would be anyone's claim.
-std::optional<QString> DBusLinkSource::senderApplication(const QString& busName) const {
+DBusLinkSource::Sender DBusLinkSource::senderOf(const QString& busName) const {
     QDBusMessage question = QDBusMessage::createMethodCall(kBus, QStringLiteral("/org/freedesktop/DBus"), kBus,
                                                            QStringLiteral("GetConnectionCredentials"));
     question.setArguments({busName});
     const QDBusReply<QVariantMap> credentials = m_bus.call(question);
     if (!credentials.isValid())
-        return std::nullopt;
-    const auto application =
-        applicationOf(static_cast<pid_t>(credentials.value().value(QStringLiteral("ProcessID")).toUInt()));
-    if (!application)
-        return std::nullopt;
+        return {};
+    const auto id = static_cast<pid_t>(credentials.value().value(QStringLiteral("ProcessID")).toUInt());
+    Sender sender{applicationOf(id), m_applications.variableOf(id, kRound)};
+    if (!sender.application && sender.round.isEmpty())
+        return {};
     const auto process = credentials.value().value(QStringLiteral("ProcessFD")).value<QDBusUnixFileDescriptor>();
     const bool isGone = process.isValid() ? hasEnded(process) : !m_bus.interface()->isServiceRegistered(busName);
-    return isGone ? std::nullopt : application;
+    return isGone ? Sender() : sender;
 }
 
 } // namespace vantorel

@@ -6,6 +6,8 @@
 #include <QObject>
 #include <QStringList>
 
+#include <optional>
+
 #include <sys/types.h>
 
 namespace vantorel {
@@ -48,10 +50,16 @@ private Q_SLOTS:
 private:
     friend class ApplicationAdaptor;
 
-    void deliver(const QStringList& uris, const std::optional<QString>& senderAppID, LaunchContext context);
+    /// What is known of who sent a link.
+    struct Sender {
+        std::optional<QString> application;
+        QByteArray round; ///< LaunchContext::round
+    };
+
+    void deliver(const QStringList& uris, const Sender& sender, LaunchContext context);
     void ignoreSession();
     std::optional<QString> applicationOf(pid_t process) const;
-    std::optional<QString> senderApplication(const QString& busName) const;
+    Sender senderOf(const QString& busName) const;
 
     QDBusConnection m_bus;
     LaunchContext& m_context;

@@ -37,8 +37,9 @@ bool DebugAdaptor::refuses(const QDBusMessage& call) const {
     if (m_settings().debugModeEnabled())
         return false;
     call.setDelayedReply(true);
-    QDBusConnection::sessionBus().send(
-        call.createErrorReply(QDBusError::AccessDenied, QStringLiteral("Debug mode is off")));
+    if (call.isReplyRequired())
+        QDBusConnection::sessionBus().send(
+            call.createErrorReply(QDBusError::AccessDenied, QStringLiteral("Debug mode is off")));
     return true;
 }
 

@@ -2,6 +2,8 @@
 
 #include "platform/freedesktop/DefaultBrowser.h"
 
+#include "platform/freedesktop/LinkHandOn.h"
+
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
@@ -64,11 +66,6 @@ bool write(const QString& path, const QByteArrayList& lines) {
     return file.open(QIODevice::WriteOnly) && file.write(lines.join('\n') + '\n') >= 0 && file.commit();
 }
 
-bool isXfceChoice(const QByteArray& program) {
-    return linesOf(xfceChoices()).contains(kXfceChoice + kXfceHelper)
-        && linesOf(xfceHelper()).contains("X-XFCE-Commands=" + program);
-}
-
 bool setXfceChoice(const QByteArray& program) {
     QByteArrayList choices = linesOf(xfceChoices());
     choices.removeIf([](const QByteArray& line) { return line.startsWith(kXfceChoice); });
@@ -99,7 +96,7 @@ bool setForTypes(const QByteArray& id) {
 } // namespace
 
 bool DefaultBrowser::isApplication(const QByteArray& id, const QByteArray& program) {
-    return opensLinks(id) || (opensLinks(kXfceBrowser) && isXfceChoice(program));
+    return opensLinks(id) || (opensLinks(kXfceBrowser) && xfceBrowser() == program.toStdString());
 }
 
 bool DefaultBrowser::setApplication(const QByteArray& id, const QByteArray& program, const QByteArray& currentDesktop) {

@@ -354,19 +354,19 @@ void ProcessApplications::ignoreInheritanceOf(pid_t process) {
 
 // On a thread of its own: nothing else gives up a read that does not end. Those that are stuck are few, or someone
 // wants to use us up.
-std::optional<ProcessApplication> ProcessApplications::applicationOf(pid_t process) {
+template <typename Answer>
+std::optional<Answer> ProcessApplications::askInTime(std::function<std::optional<Answer>()> question) {
     if (*m_underWay >= kMostUnderWay)
         return std::nullopt;
-    Walk walk(m_procFolder, m_index(), m_session);
     auto thread = std::make_shared<std::atomic<pid_t>>(0);
-    std::promise<std::optional<ProcessApplication>> promise;
+    std::promise<std::optional<Answer>> promise;
     auto answer = promise.get_future();
     try {
-        std::thread([walk = std::move(walk), promise = std::move(promise), process, thread,
+        std::thread([question = std::move(question), promise = std::move(promise), thread,
                      underWay = m_underWay]() mutable {
             *thread = gettid();
             ++*underWay;
-            promise.set_value(walk.from(process));
+            promise.set_value(question());
             --*underWay;
         }).detach();
     } catch (const std::system_error&) { // no thread to be had just now
@@ -378,6 +378,23 @@ std::optional<ProcessApplication> ProcessApplications::applicationOf(pid_t proce
             break;
     }
     return answer.wait_for(0ms) == std::future_status::ready ? answer.get() : std::nullopt;
+}
+
+std::optional<ProcessApplication> ProcessApplications::applicationOf(pid_t process) {
+    return askInTime<ProcessApplication>(
+        [walk = Walk(m_procFolder, m_index(), m_session), process] { return walk.from(process); });
+}
+
+QByteArray ProcessApplications::variableOf(pid_t process, const QByteArray& name) {
+    const auto value = askInTime<QByteArray>([folder = m_procFolder, process, name] {
+        const auto files = ProcessFiles::find(folder, process);
+        const QByteArrayList variables = files ? files->environment().split('\0') : QByteArrayList();
+        const auto found = std::find_if(variables.begin(), variables.end(), [&name](const QByteArray& variable) {
+            return variable.startsWith(name + '=');
+        });
+        return found != variables.end() ? std::optional(found->mid(name.size() + 1)) : std::nullopt;
+    });
+    return value.value_or(QByteArray());
 }
 
 } // namespace vantorel

@@ -42,6 +42,9 @@ public:
     /// takes 50 ms at most, whatever state the processes are in.
     std::optional<ProcessApplication> applicationOf(pid_t process);
 
+    /// The value of a variable that the process was started with; empty where there is none, and after 50 ms.
+    QByteArray variableOf(pid_t process, const QByteArray& name);
+
     /// Parents from this process on are the session and no applications: the bus, which starts services, and ourselves.
     void endChainsAt(pid_t process) { m_session.ends.insert(process); }
 
@@ -56,6 +59,8 @@ public:
     };
 
 private:
+    template <typename Answer> std::optional<Answer> askInTime(std::function<std::optional<Answer>()> question);
+
     Index m_index;
     QByteArray m_procFolder;
     Session m_session;

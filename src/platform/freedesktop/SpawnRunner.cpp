@@ -42,6 +42,8 @@ std::vector<std::string> environmentWith(const LaunchContext& context, int waitF
         variables.push_back("XDG_ACTIVATION_TOKEN=" + context.activationToken.toStdString());
     if (!context.startupID.isEmpty())
         variables.push_back("DESKTOP_STARTUP_ID=" + context.startupID.toStdString());
+    if (!context.round.isEmpty())
+        variables.push_back("VANTOREL_ROUND=" + context.round.toStdString());
     variables.push_back("VANTOREL_TURN=" + std::to_string(waitForTurn) + ',' + std::to_string(holdTurn));
     return variables;
 }
