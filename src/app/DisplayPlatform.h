@@ -2,7 +2,10 @@
 
 #include <QByteArray>
 
+#include <functional>
 #include <optional>
+
+class QObject;
 
 namespace vantorel {
 
@@ -11,5 +14,10 @@ namespace vantorel {
 /// program in, or when it does not answer within a fifth of a second: Qt would then end the program, or wait for good.
 /// Needs no application object.
 std::optional<QByteArray> reachableDisplayPlatform();
+
+/// For a display that was not reachable: calls `answered` once, from the loop of the thread of `context`, if it lets
+/// this program in after all within some minutes, as a busy one does when a session begins. One that refuses is not
+/// asked again. Returns at once and does not wake anybody meanwhile.
+void whenDisplayAnswers(QObject& context, std::function<void()> answered);
 
 } // namespace vantorel

@@ -17,6 +17,7 @@ namespace vantorel {
 
 namespace {
 
+constexpr const char* kAnew = "VANTOREL_ANEW";
 constexpr const char* kWithoutDisplay = "VANTOREL_WITHOUT_DISPLAY";
 constexpr const char* kShowsSettings = "VANTOREL_SHOWS_SETTINGS";
 constexpr const char* kLastActive = "VANTOREL_LAST_ACTIVE";
@@ -69,18 +70,20 @@ void burySoon(std::vector<pid_t> pids) {
 Restart::Legacy Restart::inherit() {
     getrlimit(RLIMIT_NOFILE, &g_fileLimit);
     Legacy legacy;
+    legacy.isAnew = !take(kAnew).isEmpty();
     legacy.withoutDisplay = !take(kWithoutDisplay).isEmpty();
     legacy.showsSettings = !take(kShowsSettings).isEmpty();
     if (const QByteArray id = take(kLastActive); !id.isEmpty())
         legacy.lastActiveBundleID = QString::fromUtf8(id);
     if (legacy.showsSettings)
         legacy.context = {.activationToken = take(kActivationToken), .startupID = take(kStartupID)};
-    if (legacy.withoutDisplay || legacy.showsSettings)
+    if (legacy.isAnew)
         burySoon(children());
     return legacy;
 }
 
 void Restart::execute(const Legacy& legacy) {
+    leave(kAnew, "1");
     leave(kWithoutDisplay, legacy.withoutDisplay ? "1" : "");
     leave(kShowsSettings, legacy.showsSettings ? "1" : "");
     leave(kLastActive, legacy.lastActiveBundleID.value_or(QString()).toUtf8());

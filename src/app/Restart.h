@@ -14,6 +14,7 @@ namespace Restart {
 
 /// What the next program is to know.
 struct Legacy {
+    bool isAnew = false; ///< there was a program before this one; nobody has to set it
     bool withoutDisplay = false; ///< it is not even looked for
     bool showsSettings = false; ///< the user has just asked for them
     LaunchContext context = {}; ///< what came along with that wish

@@ -159,8 +159,9 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
             .quit = QCoreApplication::quit,
         });
     std::function<void(Restart::Legacy)> startAnew;
+    std::optional<LaunchContext> settingsWish; // for the next program, which may be on its way for another reason
 
-    const auto openSettings = [&menuBarManager, &application, &startAnew] {
+    const auto openSettings = [&menuBarManager, &application, &startAnew, &settingsWish] {
         // A display that does not answer would keep us waiting for good.
         if (!reachableDisplayPlatform())
             return false;
@@ -169,9 +170,9 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
             return true;
         }
         // There is a display again. Whoever asks gets an answer first.
-        const Restart::Legacy next{.showsSettings = true, .context = shared::launchContext()};
+        settingsWish = shared::launchContext();
         QMetaObject::invokeMethod(
-            &application, [&startAnew, next] { startAnew(next); }, Qt::QueuedConnection);
+            &application, [&startAnew] { startAnew({}); }, Qt::QueuedConnection);
         return true;
     };
     // From the event loop: a start that finds another program running ends before that, and shows no icon of its own.
@@ -200,9 +201,11 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
         .quit = QCoreApplication::quit,
         .openSettings = openSettings,
     });
-    startAnew = [&delegate](Restart::Legacy next) {
+    startAnew = [&delegate, &settingsWish](Restart::Legacy next) {
         next.lastActiveBundleID = shared::sourceAppTracker().lastActiveBundleID();
-        delegate.applicationWillTerminate();
+        delegate.applicationWillTerminate(); // the last calls come with it
+        next.showsSettings = settingsWish.has_value();
+        next.context = settingsWish.value_or(LaunchContext());
         Restart::execute(next);
     };
     if (legacy.lastActiveBundleID)
@@ -230,14 +233,19 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
     // Two starts at the same time: the other one was quicker. The user has no wish but links when the bus starts the
     // program, and when it starts itself anew.
     if (!linkSource.claimName()) {
-        const bool isUnasked = qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE") || legacy.withoutDisplay;
+        const bool isUnasked =
+            qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE") || (legacy.isAnew && !legacy.showsSettings);
         return isUnasked && links.isEmpty() ? EXIT_SUCCESS : handOver(bus, links).value_or(EXIT_FAILURE);
     }
 
     QObject::connect(&terminationSignals, &TerminationSignals::received, &application, QCoreApplication::quit);
     QObject::connect(&linkSource, &DBusLinkSource::busLost, &application, QCoreApplication::quit);
-    if (!menuBarManager)
+    if (!menuBarManager) {
         tell(QStringLiteral("no display; links are routed without icon and windows"));
+        // One that is only slow, as when a session begins, gets its windows as soon as it answers.
+        if (!legacy.withoutDisplay)
+            whenDisplayAnswers(application, [&startAnew] { startAnew({}); });
+    }
     linkSource.deliverArguments(links);
     if (legacy.showsSettings)
         QMetaObject::invokeMethod(

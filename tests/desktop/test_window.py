@@ -422,6 +422,25 @@ class BadDisplays(WindowTest):
         self.assertEqual(self.private.router_pid(), router.pid)
         self.route_at_once()
 
+    def test_server_that_answers_late_is_used_unasked(self):
+        desktop = self.prepared()
+        os.kill(desktop.display_process.pid, signal.SIGSTOP)
+        try:
+            desktop.start_router()
+            self.assert_refused()
+        finally:
+            os.kill(desktop.display_process.pid, signal.SIGCONT)
+        links = [f"{LINK}/{number}" for number in range(40)]
+        for link in links:
+            desktop.open_links(link)  # each is answered, whatever happens meanwhile
+        # Every Qt program has that window.
+        wait_until(lambda: b'"Qt Selection Owner for vantorel"' in desktop.run(["xwininfo", "-root", "-children"]).stdout,
+                   "the program on the display", detail=desktop.describe)
+        self.route_at_once()
+        desktop.settle()
+        self.assertCountEqual(desktop.links(), [link.encode() for link in [*links, LINK]])
+        self.assertEqual(self.windows(), [])
+
     def test_server_that_is_stopped_later(self):
         for has_window in (False, True):
             with self.subTest(has_window=has_window):
