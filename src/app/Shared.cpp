@@ -8,12 +8,14 @@
 #include "interception/InterceptDebugStore.h"
 #include "interception/SourceAppTracker.h"
 #include "interception/URLInterceptor.h"
+#include "menubar/MenuBarView.h"
 #include "platform/StatusItem.h"
 #include "platform/freedesktop/ApplicationSnapshot.h"
 #include "platform/freedesktop/AtSpiActivationSource.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/ColorScheme.h"
 #include "platform/freedesktop/DesktopPalette.h"
+#include "platform/freedesktop/DesktopStatusItem.h"
 #include "platform/freedesktop/DesktopSystemSettings.h"
 #include "platform/freedesktop/IniUserDefaults.h"
 #include "platform/freedesktop/InstalledApps.h"
@@ -29,6 +31,7 @@
 #include "platform/x11/X11ActivationSource.h"
 #include "platform/x11/X11ClickMonitor.h"
 #include "platform/x11/X11Display.h"
+#include "platform/x11/X11TrayIcon.h"
 #include "routing/Link.h"
 #include "routing/RulesEngine.h"
 #include "routing/RulesStore.h"
@@ -217,9 +220,9 @@ DesktopSystemSettings& systemSettings() {
     return settings;
 }
 
-// No implementation yet.
 std::unique_ptr<StatusItem> makeStatusItem() {
-    return nullptr;
+    return std::make_unique<DesktopStatusItem>(QDBusConnection::sessionBus(), DesktopStatusItem::iconFolder(),
+                                               std::make_unique<X11TrayIcon>());
 }
 
 std::unique_ptr<ClickMonitor> makeClickMonitor() {
@@ -239,10 +242,10 @@ void prepareTexts() {
     }();
 }
 
-// No view yet.
-QWidget* makeMenuBarView(std::function<void()> /*openSettings*/) {
+QWidget* makeMenuBarView(std::function<void()> openSettings) {
     prepareWindows();
-    return new QWidget;
+    return new MenuBarView(rulesStore(), browserDetector(), installedAppDetector(), interceptDebugStore(),
+                           {.openSettings = std::move(openSettings), .quit = QCoreApplication::quit});
 }
 
 QWidget* makeSettingsView() {
