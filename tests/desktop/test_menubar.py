@@ -2,6 +2,7 @@
 
 import os
 import re
+import signal
 import subprocess
 import time
 
@@ -449,6 +450,25 @@ class Icon(MenuBarTest):
         self.bar.wait_for(lambda item: item.get("IconName") == NORMAL, "the item again")
         self.private.open_links(LINK, start=False)
         self.wait_for_image(WARNING)
+
+
+class SlowDisplay(MenuBarTest):
+    """A display that is busy while the program starts, as displays are when a session begins."""
+
+    def test_icon_comes_when_the_display_answers(self):
+        self.prepared()
+        self.bar = XfcePanel(self.private).start()
+        os.kill(self.private.display_process.pid, signal.SIGSTOP)
+        try:
+            self.private.start_router()
+            self.private.open_links(LINK, start=False)
+            self.private.wait_for_launches(1)
+        finally:
+            os.kill(self.private.display_process.pid, signal.SIGCONT)
+        self.bar.click()
+        self.wait_for_panel()
+        self.private.open_links(LINK, start=False)
+        self.private.wait_for_launches(2)
 
 
 if __name__ == "__main__":
