@@ -1,10 +1,10 @@
 #!/usr/bin/python3
 """Starts the staged program. Usage: demo.py [LINK...]
 
-With a display: in the user's own session, with the links that were given. Without one: on a private desktop with two
-real browsers and a web server on 127.0.0.1, where real applications open links; prints where each link came from, what
-was decided about it, and which browser then asked the server for the page. Links that were given are opened there as
-well.
+With a display: in the user's own session, with the links that were given. Without one: on a private desktop with a bar
+for icons, two real browsers and a web server on 127.0.0.1, where real applications open links; prints where each link
+came from, what was decided about it, and which browser then asked the server for the page. Links that were given are
+opened there as well. Then the program shows itself: its icon, the panel under it, its settings, its warning.
 
 VANTOREL_STAGE names the staged install; without it, build/stage of this source tree.
 """
@@ -24,6 +24,7 @@ import urllib.parse
 
 from gi.repository import GLib
 
+from faces import SCREEN, Faces, Unseen
 from harness import processes
 from harness.browsers import write_script
 from harness.case import qt_sender
@@ -227,19 +228,49 @@ class Windows:
         self._xdotool("windowsize", window, width, height)
         self._xdotool("windowmove", window, 40, 40)
 
-    def picture(self, window):
+    def active(self):
+        """The window that has the keyboard, 0 where none has."""
+        return int(self._xdotool("getactivewindow").stdout or 0)
+
+    def geometry(self, window):
+        """(x, y, width, height) of its content on the screen, all 0 once it is gone."""
+        text = self._xdotool("getwindowgeometry", "--shell", window).stdout.decode()
+        values = dict(line.split("=") for line in text.split())
+        return tuple(int(values.get(name, 0)) for name in ("X", "Y", "WIDTH", "HEIGHT"))
+
+    def picture(self, window, *options):
         """The window's picture, or None when it could not be taken."""
-        done = self._desktop.run(["import", "-silent", "-window", str(window), "-depth", "8", "ppm:-"],
+        done = self._desktop.run(["import", "-silent", "-window", str(window), *options, "-depth", "8", "ppm:-"],
                                  timeout=self._patience)
         try:
             return Picture(done.stdout)
         except ValueError:
             return None
 
+    def screen(self, area):
+        """What the screen shows in a rectangle (x, y, width, height)."""
+        x, y, width, height = area
+        return self.picture("root", "-crop", f"{width}x{height}+{x}+{y}", "+repage")
+
+    def still(self, area):
+        """The same, once nothing moves there."""
+        last = [self.screen(area)]
+
+        def is_still():
+            time.sleep(0.1)  # longer than one step of anything that moves
+            last.append(self.screen(area))
+            return last[-1].ppm == last[-2].ppm
+
+        wait_until(is_still, "a picture that stays the same", self._patience)
+        return last[-1]
+
     def click(self, window, x, y):
         self.activate(window)
         self._xdotool("mousemove", "--window", window, x, y)
         self._xdotool("click", 1)
+
+    def click_at(self, x, y):
+        self._xdotool("mousemove", x, y, "click", 1)
 
     def type_line(self, window, text):
         self.activate(window)
@@ -283,6 +314,8 @@ class Demonstration:
 
     def __init__(self, pictures, patience=SECONDS_PER_LINK):
         self._patience = patience
+        self._folder = pictures
+        self.faces = []
         self.pictures = {browser: os.path.join(pictures, browser + ".png") for browser in PRODUCTS}
         self.notes = []
         self.visits = []
@@ -292,7 +325,7 @@ class Demonstration:
     def __enter__(self):
         self._qt_sender = self._find_qt_sender()
         self.server = WebServer()
-        self.desktop = PrivateDesktop(display=True)
+        self.desktop = PrivateDesktop(display=True, screen="x".join(map(str, SCREEN)))
         try:
             self.desktop.__enter__()
         except BaseException:
@@ -301,8 +334,8 @@ class Demonstration:
         try:
             self.windows = Windows(self.desktop, self._patience)
             self._install_applications()
-            self.desktop.write_settings(rules=self.rules(), fallback=DILLO)
-            self.router = self.desktop.start_router()
+            self._faces = Faces(self.desktop, self.windows, self.rules(), self._patience)
+            self._start_router(fallback=DILLO)
         except BaseException:
             self.__exit__(None, None, None)
             raise
@@ -313,6 +346,10 @@ class Demonstration:
             self.desktop.__exit__(None, None, None)
         finally:
             self.server.close()
+
+    def _start_router(self, fallback):
+        self.desktop.write_settings(rules=self.rules(), fallback=fallback)
+        self.router = self.desktop.start_router(environment={"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"})
 
     def rules(self):
         return [
@@ -371,6 +408,24 @@ class Demonstration:
             visit.failure = str(error).splitlines()[0]
             self._explain(visit)
         return visit
+
+    def show_faces(self):
+        """Looks at every face of the program; what went wrong is in face.failure."""
+        def restart_without_fallback():
+            self.desktop.stop_router()
+            self._start_router(fallback=None)
+
+        for face in self._faces.all(restart_without_fallback, self.server.link("/other?nobody")):
+            self.faces.append(face)
+            path = self.pictures[face.name] = os.path.join(self._folder, face.name + ".png")
+            os.makedirs(self._folder, exist_ok=True)
+            try:
+                face.seen = face.look(path)
+                self._taken.add(face.name)
+            except (Unseen, Timeout, AssertionError, subprocess.SubprocessError, GLib.Error) as error:
+                face.failure = str(error).splitlines()[0]
+        if self.server.requests("/other?nobody"):
+            self.faces[-1].failure = "a browser asked for the link that was to be opened nowhere"
 
     def _new_lines(self):
         return self.desktop.router_lines()[self._known_lines:]
@@ -579,11 +634,13 @@ def report(demonstration):
         print(f"\nFAILED: {visit.link}\n  {visit.failure}")
         for line in visit.log or ["(the program logged nothing about it)"]:
             print("  | " + line)
+    for face in demonstration.faces:
+        print(f"\n{face.name:<8}  by {face.how}\n          " + (f"FAILED: {face.failure}" if face.failure else face.seen))
     print("\nPictures")
-    for browser, path in demonstration.pictures.items():
-        taken = browser in demonstration.taken()
-        print("  " + os.path.relpath(path) if taken else f"  none of {browser}")
-    return 1 if failed else 0
+    for name, path in demonstration.pictures.items():
+        taken = name in demonstration.taken()
+        print("  " + os.path.relpath(path) if taken else f"  none of {name}")
+    return 1 if failed or any(face.failure for face in demonstration.faces) else 0
 
 
 def in_own_session(links):
@@ -619,6 +676,7 @@ def main(links):
             try:
                 for visit in demonstration.planned() + [demonstration.given(link) for link in links]:
                     demonstration.run(visit)
+                demonstration.show_faces()
             finally:
                 # From here on everything is being ended, and that is not to be interrupted.
                 signal.setitimer(signal.ITIMER_REAL, 0)
