@@ -50,6 +50,12 @@ PLANNER = "org.example.Planner"
 PRODUCTS = {DILLO: "Dillo/", NETSURF: "NetSurf/"}
 
 LINK_COLOUR = (0x1B, 0x6A, 0xCB)  # of GTK's own theme
+_LOOK_OF_XTERM = """XTerm*faceName: DejaVu Sans Mono
+XTerm*faceSize: 10
+XTerm*background: #20242e
+XTerm*foreground: #d8dce4
+XTerm*geometry: 64x16+48+96
+"""
 _START_AS_A_DESKTOP = ("import sys, gi; gi.require_version('Gio', '2.0'); from gi.repository import Gio; "
                        "sys.exit(0 if Gio.DesktopAppInfo.new(sys.argv[1] + '.desktop').launch([], None) else 1)")
 
@@ -556,12 +562,16 @@ class Demonstration:
                 raise RuntimeError(f"{entry} is not there: is the package installed?")
             os.symlink(entry, os.path.join(self.desktop.entries, app + ".desktop"))
         os.symlink("/usr/share/icons", os.path.join(self.desktop.data, "icons"))
+        handlers = "".join(f"{browser}.desktop;" for browser in PRODUCTS)
+        self.desktop.write(os.path.join(self.desktop.entries, "mimeinfo.cache"),
+                           f"[MIME Cache]\nx-scheme-handler/http={handlers}\nx-scheme-handler/https={handlers}\n")
+        self.desktop.write(os.path.join(self.desktop.home, ".Xdefaults"), _LOOK_OF_XTERM)
 
     def _start(self, app, argv=None):
         """Starts an application as a desktop does, by GIO and its entry; `argv` is what a private entry runs."""
         if argv:
             program = write_script(os.path.join(self.desktop.programs, app), f"#!/bin/sh\nexec {shlex.join(argv)}\n")
-            self.desktop.add_application(app, program)
+            self.desktop.add_application(app, program, Name=app.rpartition(".")[2])
         done = self.desktop.run(["/usr/bin/python3", "-I", "-c", _START_AS_A_DESKTOP, app], {"SHELL": "/bin/sh"},
                                 timeout=self._patience)
         if done.returncode != 0:

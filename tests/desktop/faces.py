@@ -30,6 +30,8 @@ _MORE_PLUGINS = """<property name="plugin-2" type="string" value="systray">
     </property>
     <property name="plugin-5" type="string" value="clock">
       <property name="mode" type="uint" value="2"/>
+      <property name="digital-layout" type="uint" value="3"/>
+      <property name="digital-time-format" type="string" value="%H:%M "/>
     </property>"""
 
 
@@ -110,7 +112,7 @@ class Faces:
             raise Unseen(f"it stands at {x},{y}, not under the bar")
         node = self._node("Vantorel")
         titles = [row.name for row in node.all("list item")]
-        if titles != [rule["name"] for rule in self._rules]:
+        if titles != self._titles():
             raise Unseen(f"it lists {titles}")
         last = self._desktop.last_event()
         texts = [label.name for label in node.all("label")]
@@ -135,9 +137,9 @@ class Faces:
         window = self._wait(lambda: self._windows.visible("--name", f"^{SETTINGS_TITLE}$"), "the settings window")[0]
         self._wait(lambda: self._active() == window, "the settings window to have the keyboard")
         self._wait(lambda: not self._panels(), "the panel to be closed")
-        rows = self._wait(lambda: self._node(SETTINGS_TITLE).all("list item"), "the rules in the window")
-        if len(rows) != len(self._rules):
-            raise Unseen(f"it lists {[row.name for row in rows]}")
+        rows = [row.name for row in self._node(SETTINGS_TITLE).all("list", "Routing Rules")[0].children]
+        if rows != self._titles():
+            raise Unseen(f"it lists {rows}")
         # With its frame, in the middle of the desktop.
         x, y, width, height = self._windows.geometry(window)
         picture = self._windows.still((x - MARGIN, y - 2 * MARGIN, width + 2 * MARGIN, height + 3 * MARGIN))
@@ -191,6 +193,9 @@ class Faces:
         return self._windows.still((SCREEN[0] - STRIP, 0, STRIP, BAR_HEIGHT))
 
     # -- the rest
+
+    def _titles(self):
+        return [rule["name"] for rule in self._rules]
 
     def _node(self, name):
         """A window of the program as assistive technology reads it."""
