@@ -27,9 +27,14 @@ void paintFocusRing(QPainter& painter, const QRectF& area, const QPalette& color
 void paintState(QPainter& painter, const QAbstractButton& button, const QRectF& area) {
     painter.setRenderHint(QPainter::Antialiasing);
     if (button.isEnabled() && (button.isDown() || button.underMouse())) {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(theme::color(button.isDown() ? theme::Tone::pressed : theme::Tone::hover, button.palette()));
-        painter.drawRoundedRect(area, theme::kCornerRadius - 1, theme::kCornerRadius - 1);
+        const QPalette& colors = button.palette();
+        // Between black and white a tint is hardly seen.
+        const bool isOutlined = theme::isHighContrast(colors);
+        painter.setPen(isOutlined ? QPen(theme::color(theme::Tone::outline, colors), 1) : QPen(Qt::NoPen));
+        painter.setBrush(theme::color(button.isDown() ? theme::Tone::pressed : theme::Tone::hover, colors));
+        const qreal inset = isOutlined ? 0.5 : 0;
+        painter.drawRoundedRect(area.adjusted(inset, inset, -inset, -inset), theme::kCornerRadius - 1,
+                                theme::kCornerRadius - 1);
     }
     if (button.hasFocus())
         paintFocusRing(painter, area, button.palette());

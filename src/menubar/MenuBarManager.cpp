@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QCursor>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QMainWindow>
 #include <QScreen>
 #include <QWindow>
@@ -205,6 +206,7 @@ void MenuBarManager::makeSettings() {
     m_settingsWindow = std::move(window);
     m_settingsWindow->setWindowTitle(
         QCoreApplication::translate("MenuBarManager", "Vantorel \u2014 Settings", "title of the settings window"));
+    m_settingsWindow->setWindowIcon(QIcon::fromTheme(QStringLiteral("com.qorbex.Vantorel"))); // for lists of windows
     m_settingsWindow->setMinimumSize(kSmallestSettingsSize);
     QRect place({}, kSettingsSize);
     place.moveCenter(QGuiApplication::primaryScreen()->availableGeometry().center());

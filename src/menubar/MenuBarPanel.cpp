@@ -1,8 +1,13 @@
 #include "menubar/MenuBarPanel.h"
 
+#include "controls/Theme.h"
+
 #include <QKeyEvent>
 #include <QLayout>
 #include <QPainter>
+
+#include <algorithm>
+#include <cmath>
 
 namespace vantorel {
 
@@ -15,11 +20,16 @@ public:
 
 protected:
     void paintEvent(QPaintEvent*) override {
-        QColor colour = palette().color(QPalette::WindowText);
-        colour.setAlphaF(0.2F);
+        // On whole pixels, or its sides would differ at a scale such as 2.
+        const qreal ratio = devicePixelRatioF();
+        const qreal thickness = std::max(std::floor(ratio), 1.0) / ratio;
+        const qreal right = std::floor(width() * ratio) / ratio, bottom = std::floor(height() * ratio) / ratio;
+        const QColor color = theme::color(theme::Tone::outline, palette());
         QPainter painter(this);
-        painter.setPen(colour);
-        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+        painter.fillRect(QRectF(0, 0, right, thickness), color);
+        painter.fillRect(QRectF(0, bottom - thickness, right, thickness), color);
+        painter.fillRect(QRectF(0, thickness, thickness, bottom - 2 * thickness), color);
+        painter.fillRect(QRectF(right - thickness, thickness, thickness, bottom - 2 * thickness), color);
     }
 };
 

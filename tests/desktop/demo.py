@@ -230,9 +230,12 @@ class Windows:
 
         wait_until(active, "the window to become active", self._patience)
 
+    def move(self, window, x, y):
+        self._xdotool("windowmove", window, x, y)
+
     def resize(self, window, width, height):
         self._xdotool("windowsize", window, width, height)
-        self._xdotool("windowmove", window, 40, 40)
+        self.move(window, 40, 40)
 
     def active(self):
         """The window that has the keyboard, 0 where none has."""
@@ -354,7 +357,7 @@ class Demonstration:
             self.server.close()
 
     def _start_router(self, fallback):
-        self.desktop.write_settings(rules=self.rules(), fallback=fallback)
+        self.desktop.write_settings(rules=self.rules(), fallback=fallback, show_tips=False)
         self.router = self.desktop.start_router(environment={"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"})
 
     def rules(self):
@@ -589,6 +592,7 @@ class Demonstration:
             return found[len(found) // 2] if len(found) > 20 else None
 
         self.windows.click(window, *self._wait(link_position, "no link in the window of zenity"))
+        self.windows.move(window, 48, 460)
 
     def _type_into_xterm(self, command):
         window = self.windows.find("xterm")

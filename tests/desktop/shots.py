@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Takes the pictures of the settings window in docs/pictures again. Usage: shots.py [NAME...]
+"""Takes the pictures of the program in docs/pictures again. Usage: shots.py [NAME...]
 
 Each picture is one face of the real program: started with settings of its own on a private display whose fonts,
 colours, icons, browsers and applications are always the same, and driven by keys and pointer. VANTOREL_STAGE names the
@@ -21,6 +21,7 @@ from harness.case import sender
 from harness.desktop import APPLICATION, DEBUG, PROGRAM_ID, PrivateDesktop
 from harness.processes import wait_until
 from harness.settings import rule
+from harness.trays import BAR_HEIGHT, FakeTray, XfcePanel
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PICTURES = os.path.join(ROOT, "docs", "pictures")
@@ -31,6 +32,7 @@ ROW = 53  # pixels from a rule to the next one
 FIRST_ROW = 121  # pixels from the top of the window to the middle of the first rule, without tips
 HANDLE = 28  # pixels from the right edge to the handle of a rule
 
+PANEL_WIDTH = 290
 FUZZ = "7%"  # of the way from black to white: what the edges of letters may differ by
 PORTAL = "org.freedesktop.portal.Desktop"
 
@@ -72,8 +74,9 @@ def _icon(color, shape):
 def _install(desktop):
     icons = desktop.folder("data/icons/hicolor/scalable/apps")
     desktop.write(os.path.join(desktop.data, "icons/hicolor/index.theme"),
-                  "[Icon Theme]\nName=hicolor\nDirectories=scalable/apps\n"
-                  "[scalable/apps]\nSize=64\nMinSize=8\nMaxSize=512\nType=Scalable\nContext=Applications\n")
+                  "[Icon Theme]\nName=hicolor\nDirectories=scalable/apps,symbolic/apps\n" + "".join(
+                      f"[{kind}/apps]\nSize=64\nMinSize=8\nMaxSize=512\nType=Scalable\nContext=Applications\n"
+                      for kind in ("scalable", "symbolic")))
     for name, (color, shape) in {**_BROWSERS, **_APPLICATIONS}.items():
         desktop.write(os.path.join(icons, browser(name) + ".svg"), _icon(color, shape))
     for name in _BROWSERS:
@@ -89,12 +92,14 @@ _FONTS = """<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd">
 <fontconfig>
   <dir>/usr/share/fonts/truetype/noto</dir>
   <dir>/usr/share/fonts/truetype/dejavu</dir>
+  <dir>/usr/share/fonts/truetype/vlgothic</dir>
   <cachedir>{cache}</cachedir>
   <selectfont>
     <rejectfont><glob>*</glob></rejectfont>
     <acceptfont><glob>*/NotoSans-Regular.ttf</glob></acceptfont>
     <acceptfont><glob>*/NotoSans-Bold.ttf</glob></acceptfont>
     <acceptfont><glob>*/NotoSansArabic-*.ttf</glob></acceptfont>
+    <acceptfont><glob>*/VL-PGothic-Regular.ttf</glob></acceptfont>
     <acceptfont><glob>*/DejaVuSansMono.ttf</glob></acceptfont>
     <acceptfont><glob>*/DejaVuSans.ttf</glob></acceptfont>
   </selectfont>
@@ -150,12 +155,13 @@ def _theme(colors, points):
 
 @dataclasses.dataclass(frozen=True)
 class Shot:
-    """One face of the window."""
+    """One face of the settings window."""
 
     name: str
     rules: list = dataclasses.field(default_factory=list)
     tips: bool = False
     fallback: str | None = browser("Harbor")
+    debug: bool = True
     is_default: bool = True
     act: Callable | None = None  # what the user does, with a Window
     dark: bool = False
@@ -164,7 +170,34 @@ class Shot:
     scale: float = 1.0
     size: tuple | None = None  # of the window's content, before it is scaled
     language: str | None = None
-    missing: str | None = None  # why there is no such picture yet
+
+    def files(self):
+        return [f"settings-{self.name}.png"]
+
+
+@dataclasses.dataclass(frozen=True)
+class PanelShot(Shot):
+    """Faces of the panel under the icon, one after another in one run of the program; `more` has the names of further
+    ones and what brings each about, as `act` does the first."""
+
+    debug: bool = False
+    more: tuple = ()
+
+    def faces(self):
+        return [(self.name, self.act), *self.more]
+
+    def files(self):
+        return [f"panel-{name}.png" for name, _ in self.faces()]
+
+
+@dataclasses.dataclass(frozen=True)
+class IconShot(Shot):
+    """The icon in a bar, which `dark` is about, and its warning."""
+
+    fallback: str | None = None
+
+    def files(self):
+        return [f"icon-{self.name}.png", f"icon-{self.name}-warning.png"]
 
 
 def _some_rules():
@@ -249,7 +282,47 @@ def _open_fallback(window):
     window.step(lambda: window.keys("space"))
 
 
+def _open_link(link, app=None):
+    """A link comes from an application, or from one that is not known."""
+    def act(window):
+        desktop = window.desktop
+        if app:
+            window.step(lambda: desktop.run(desktop.as_application(application(app), ["gio", "open", link])))
+        else:
+            window.step(lambda: desktop.open_links(link, start=False))
+
+    return act
+
+
+def _point_at(command):
+    """The pointer over a command, counted from the lower edge."""
+    def act(window):
+        window.step(lambda: window.move(window.width // 2, window.height - 20 - (1 - command) * 30))
+
+    return act
+
+
+def _press(window):
+    window.step(window.press)
+
+
+def _focus(window):
+    """Lets go of the last command beside it, which does nothing, and goes on to the first one by Tab."""
+    window.step(lambda: window.move(window.width // 2, -40))
+    window.release()
+    window.step(window.take_focus)
+    window.step(lambda: window.keys("Tab"))
+
+
 _SOME = _some_rules()
+_LINK = "https://wiki.example.net/handbook/how-we-work-together-when-we-are-far-apart"
+_LONG_NAMES = [
+    rule(browser("Meridian"), "meet.example.com", "Domain", "Meetings with everybody who has anything to do with the new building"),
+    rule("com.example.a-browser-that-is-not-installed-and-has-a-name-without-end", "/x/", "Contains", "Gone"),
+    rule(browser("Thicket"), "https://tracker.example.org/projects/a/very/long/address/that/does/not/fit", "Starts With"),
+    rule(browser("Lantern"), "", "Contains", "", "org.example.an-application-with-a-name-that-is-longer-than-the-panel-is-wide"),
+    rule(browser("Harbor"), "", "Contains", "", application("Letters")),
+]
 
 SHOTS = [
     Shot("empty", tips=True, fallback=None, is_default=False),
@@ -282,28 +355,80 @@ SHOTS = [
     Shot("german-editor", _SOME, act=_edit, language="de"),
     Shot("arabic", _SOME, tips=True, act=_select, language="ar"),
     Shot("arabic-editor", _SOME, act=_edit, language="ar"),
+    PanelShot("empty"),
+    PanelShot("disabled", [{**each, "isEnabled": False} for each in _SOME[:3]]),
+    PanelShot("rules", _SOME, more=(("hover", _point_at(1)), ("pressed", _press), ("focus", _focus))),
+    PanelShot("many", _many_rules()[:9]),
+    PanelShot("long", _LONG_NAMES),
+    PanelShot("debug-empty", _SOME, debug=True, more=(("debug", _open_link(_LINK, "Parley")),
+                                                    ("debug-unknown", _open_link("https://example.com/")))),
+    PanelShot("dark", _SOME, debug=True, dark=True, act=_open_link(_LINK, "Parley")),
+    PanelShot("black-on-white", _SOME, debug=True, colors=BLACK_ON_WHITE, act=_point_at(0)),
+    PanelShot("white-on-black", _SOME, debug=True, colors=WHITE_ON_BLACK, act=_point_at(0)),
+    PanelShot("large-font", _SOME, debug=True, points=16),
+    PanelShot("scale-2", _SOME, scale=2.0),
+    PanelShot("german", _SOME, debug=True, language="de"),
+    PanelShot("japanese", _SOME, debug=True, language="ja"),
+    PanelShot("arabic", _SOME, debug=True, language="ar", act=_open_link(_LINK, "Parley")),
+    IconShot("light"),
+    IconShot("dark", dark=True),
 ]
 
 
 # -- taking them -------------------------------------------------------------------------------------------------------
 
 
-class Window:
-    """The settings window on the private display; places are in pixels of its content."""
+class Area:
+    """A part of the private display, given as x, y, width and height."""
+
+    def __init__(self, desktop, place):
+        self.desktop = desktop
+        self._x, self._y, self.width, self.height = place
+
+    def picture(self):
+        """What the screen shows there, as bytes of a PPM file."""
+        area = f"{self.width}x{self.height}+{self._x}+{self._y}"
+        done = self.desktop.run(["import", "-silent", "-window", "root", "-crop", area, "+repage", "-depth", "8", "ppm:-"])
+        if done.returncode != 0:
+            raise RuntimeError(done.stderr.decode(errors="replace"))
+        return done.stdout
+
+    def step(self, do):
+        """Does something and waits until it shows."""
+        before = self.picture()
+        do()
+        wait_until(lambda: self.picture() != before, "a change of the picture", detail=self.desktop.describe)
+
+    def quiet_picture(self):
+        """The picture when nothing moves any more."""
+        last = [self.picture()]
+
+        def is_still():
+            time.sleep(0.25)  # longer than one step of anything that moves
+            last.append(self.picture())
+            return last[-1] == last[-2]
+
+        wait_until(is_still, "a picture that does not change", detail=self.desktop.describe)
+        return last[-1]
+
+
+class Window(Area):
+    """A window of the program, with the pop-ups in its place; places are in pixels of its content."""
 
     def __init__(self, desktop, window):
-        self._desktop = desktop
         self._id = str(window)
-        self._locate()
+        super().__init__(desktop, self._geometry(desktop))
+
+    def _geometry(self, desktop):
+        text = desktop.run(["xwininfo", "-id", self._id]).stdout.decode()
+        names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
+        return [int(re.search(rf"{name}: +(-?\d+)", text).group(1)) for name in names]
 
     def _locate(self):
-        text = self._desktop.run(["xwininfo", "-id", self._id]).stdout.decode()
-        names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
-        self._x, self._y, self.width, self.height = (
-            int(re.search(rf"{name}: +(-?\d+)", text).group(1)) for name in names)
+        self._x, self._y, self.width, self.height = self._geometry(self.desktop)
 
     def _pointer(self, *arguments):
-        self._desktop.run(["xdotool", *map(str, arguments)])
+        self.desktop.run(["xdotool", *map(str, arguments)])
 
     def keys(self, *names):
         self._pointer("key", *names)
@@ -327,7 +452,7 @@ class Window:
             self._locate()
             return (self.width, self.height) == size
 
-        wait_until(has_size, f"the size {size}", detail=self._desktop.describe)
+        wait_until(has_size, f"the size {size}", detail=self.desktop.describe)
 
     def lower(self):
         """Moves it down to where a list has no room below."""
@@ -338,33 +463,15 @@ class Window:
             self._locate()
             return self._y > before
 
-        wait_until(is_low, "the window at the lower edge", detail=self._desktop.describe)
+        wait_until(is_low, "the window at the lower edge", detail=self.desktop.describe)
+
+    def take_focus(self):
+        """By itself: no window manager gives it to the panel under X11."""
+        self._pointer("windowfocus", "--sync", self._id)
 
     def picture(self):
-        """What the screen shows in the window's place, pop-ups too, as bytes of a PPM file."""
-        area = f"{self.width}x{self.height}+{self._x}+{self._y}"
-        done = self._desktop.run(["import", "-silent", "-window", "root", "-crop", area, "+repage", "-depth", "8", "ppm:-"])
-        if done.returncode != 0:
-            raise RuntimeError(done.stderr.decode(errors="replace"))
-        return done.stdout
-
-    def step(self, do):
-        """Does something and waits until it shows."""
-        before = self.picture()
-        do()
-        wait_until(lambda: self.picture() != before, "a change of the picture", detail=self._desktop.describe)
-
-    def quiet_picture(self):
-        """The picture when nothing moves any more."""
-        last = [self.picture()]
-
-        def is_still():
-            time.sleep(0.25)  # longer than one step of anything that moves
-            last.append(self.picture())
-            return last[-1] == last[-2]
-
-        wait_until(is_still, "a picture that does not change", detail=self._desktop.describe)
-        return last[-1]
+        self._locate()  # the panel's size follows its content
+        return super().picture()
 
 
 class Studio:
@@ -388,50 +495,96 @@ class Studio:
         self._desktop.__exit__(*error)
 
     def take(self, shot, is_right=None):
-        """The picture as bytes of a PPM file: the first that `is_right` takes, else the last when it takes none."""
+        """The pictures as bytes of PPM files by the names of their files; each is the first that
+        `is_right(name, picture)` takes, else the last when it takes none."""
         desktop = self._desktop
         desktop.write(os.path.join(desktop.config, "kdeglobals"), _theme(shot.colors, shot.points))
         default = PROGRAM_ID if shot.is_default else browser("Harbor")
         desktop.write(os.path.join(desktop.config, "mimeapps.list"), "[Default Applications]\n" + "".join(
             f"{kind}={default}.desktop\n" for kind in ("x-scheme-handler/http", "x-scheme-handler/https", "text/html")))
-        desktop.write_settings(rules=shot.rules, fallback=shot.fallback, show_tips=shot.tips)
+        desktop.write_settings(rules=shot.rules, fallback=shot.fallback, show_tips=shot.tips, debug_mode=shot.debug)
         self._park()
         portal = self._start_portal(shot)
+        bar = None
+        if isinstance(shot, IconShot):
+            bar = XfcePanel(desktop, dark=shot.dark).start()
+        elif isinstance(shot, PanelShot):
+            bar = FakeTray(desktop).start()
         environment = {"QT_SCALE_FACTOR": str(shot.scale)}
         if shot.language:
             environment["LANGUAGE"] = shot.language
         router = desktop.start_router(environment=environment)
         try:
-            return self._take(shot, is_right)
+            return dict(self._take(shot, bar, is_right))
         finally:
             self._desktop.run(["xdotool", "mouseup", "1", "key", "Escape"])
             for process in (router, portal):
                 process.terminate()
                 process.wait()
+            if bar:
+                bar.end()
 
-    def _take(self, shot, is_right):
+    def _take(self, shot, bar, is_right):
+        if isinstance(shot, IconShot):
+            yield from self._take_icon(shot, bar)
+            return
         desktop = self._desktop
-        for what, count in (("Browsers", len(_BROWSERS)), ("Applications", len(_APPLICATIONS))):
+        # What is installed is known a moment after the start, and told in debug mode only.
+        for what, count in (("Browsers", len(_BROWSERS)), ("Applications", len(_APPLICATIONS))) if shot.debug else ():
             wait_until(lambda what=what, count=count: len(desktop.call(DEBUG, what, start=False)[0]) >= count, what,
                        detail=lambda: str(desktop.call(DEBUG, what, start=False)))
+        if isinstance(shot, PanelShot):
+            window = self._open_panel(bar)
+            faces = shot.faces()
+        else:
+            window = self._open_settings()
+            faces = [(shot.name, shot.act)]
+        if shot.size:
+            window.resize(tuple(round(length * shot.scale) for length in shot.size))
+        window.quiet_picture()
+        for name, (_, act) in zip(shot.files(), faces):
+            if act:
+                act(window)
+            picture = window.quiet_picture()
+            if is_right:
+                try:
+                    wait_until(lambda: is_right(name, window.picture()), "the kept picture", timeout=5)
+                    picture = window.picture()
+                except AssertionError:
+                    pass
+            yield name, picture
+
+    def _open_settings(self):
+        desktop = self._desktop
         wait_until(self._activate, "the program to show its window", detail=desktop.describe)
         search = ["xdotool", "search", "--onlyvisible", "--class", "^vantorel$"]
         found = wait_until(lambda: desktop.run(search).stdout.split(), "the window", detail=desktop.describe)[0].decode()
         wait_until(lambda: desktop.run(["xdotool", "getactivewindow"]).stdout.decode().strip() == found,
                    "the window to be active", detail=desktop.describe)
-        window = Window(desktop, found)
-        if shot.size:
-            window.resize(tuple(round(length * shot.scale) for length in shot.size))
-        window.quiet_picture()
-        if shot.act:
-            shot.act(window)
-        picture = window.quiet_picture()
-        if is_right:
-            try:
-                wait_until(lambda: is_right(window.picture()), "the kept picture", timeout=5)
-            except AssertionError:
-                pass
-        return picture
+        return Window(desktop, found)
+
+    def _open_panel(self, bar):
+        """By a click into a bar that would be along the upper edge."""
+        desktop = self._desktop
+        bar.activate(int(SCREEN.split("x")[0]) // 2, BAR_HEIGHT // 2)
+
+        def panel():
+            found = desktop.run(["xdotool", "search", "--onlyvisible", "--name", "^Vantorel$"]).stdout.decode().split()
+            windows = [Window(desktop, each) for each in found]
+            return next((window for window in windows if window.width >= PANEL_WIDTH), None)
+
+        return wait_until(panel, "the panel", detail=desktop.describe)
+
+    def _take_icon(self, shot, bar):
+        x, y, width, height = bar.icon()
+        left, right = x - 2 * BAR_HEIGHT, int(SCREEN.split("x")[0])
+        strip = Area(self._desktop, (left, y, right - left, height))
+        normal = strip.quiet_picture()
+        yield shot.files()[0], normal
+        self._desktop.open_links("https://example.com/", start=False)
+        # It stays for longer than a picture takes.
+        wait_until(lambda: strip.picture() != normal, "the warning", detail=self._desktop.describe)
+        yield shot.files()[1], strip.quiet_picture()
 
     def _activate(self):
         try:
@@ -456,8 +609,13 @@ class Studio:
 # -- files -------------------------------------------------------------------------------------------------------------
 
 
-def path_of(shot):
-    return os.path.join(PICTURES, f"settings-{shot.name}.png")
+def path_of(name):
+    return os.path.join(PICTURES, name)
+
+
+def title_of(shot):
+    """The part of its files' names that names the shot; no other has it."""
+    return shot.files()[0].removesuffix(".png")
 
 
 # A third of the size, and the eye sees no difference. What is compared is made so as well: the same picture always loses
@@ -488,18 +646,16 @@ def difference(picture, kept, marked=None):
 
 
 def main(names):
-    unknown = set(names) - {shot.name for shot in SHOTS}
+    unknown = set(names) - {title_of(shot) for shot in SHOTS}
     if unknown:
         sys.exit("there is no picture " + ", ".join(sorted(unknown)))
     with Studio() as studio:
         for shot in SHOTS:
-            if names and shot.name not in names:
+            if names and title_of(shot) not in names:
                 continue
-            if shot.missing:
-                print(f"not taken: {shot.name}: {shot.missing}")
-                continue
-            save(studio.take(shot), path_of(shot))
-            print(os.path.relpath(path_of(shot), ROOT), flush=True)
+            for name, picture in studio.take(shot).items():
+                save(picture, path_of(name))
+                print(os.path.relpath(path_of(name), ROOT), flush=True)
 
 
 if __name__ == "__main__":

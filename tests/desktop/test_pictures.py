@@ -1,4 +1,4 @@
-"""Every face of the settings window looks as in its kept picture in docs/pictures."""
+"""Every face of the settings window, the panel and the icon looks as in its kept picture in docs/pictures."""
 
 import os
 import subprocess
@@ -22,35 +22,37 @@ class Pictures(unittest.TestCase):
         cls.studio = cls.enterClassContext(shots.Studio())
 
     def look_at(self, shot):
-        kept = shots.path_of(shot)
-
-        def is_right(picture):
-            different = shots.difference(picture, kept)
+        def is_right(name, picture):
+            different = shots.difference(picture, shots.path_of(name))
             return different is not None and different <= MOST_DIFFERENT
 
-        picture = self.studio.take(shot, is_right)
-        if is_right(picture):
-            return
+        for name, picture in self.studio.take(shot, is_right).items():
+            with self.subTest(name):
+                if not is_right(name, picture):
+                    self.explain(shot, name, picture)
+
+    def explain(self, shot, name, picture):
+        kept = shots.path_of(name)
         os.makedirs(FAILED, exist_ok=True)
-        taken, marked = (os.path.join(FAILED, f"{shot.name}{end}.png") for end in ("", ".difference"))
+        taken, marked = (os.path.join(FAILED, name.replace(".png", end)) for end in (".png", ".difference.png"))
         shots.save(picture, taken)
         different = shots.difference(picture, kept, marked)
         if different is None:
             self.fail(f"{taken} has another size than {kept}")
         self.fail(f"{different} pixels of {taken} differ from {kept}, in red in {marked}; "
-                  f"when it is meant so: ./dev shots {shot.name}")
+                  f"when it is meant so: ./dev shots {shots.title_of(shot)}")
 
     def test_every_kept_picture_is_of_a_face(self):
-        kept = {name for name in os.listdir(shots.PICTURES) if name.startswith("settings-")}
-        self.assertEqual(kept, {os.path.basename(shots.path_of(shot)) for shot in shots.SHOTS if not shot.missing})
+        kept = {name for name in os.listdir(shots.PICTURES) if name.startswith(("settings-", "panel-", "icon-"))}
+        self.assertEqual(kept, {name for shot in shots.SHOTS for name in shot.files()})
 
 
 def _test_of(shot):
-    return lambda self: self.skipTest(shot.missing) if shot.missing else self.look_at(shot)
+    return lambda self: self.look_at(shot)
 
 
 for _shot in shots.SHOTS:
-    setattr(Pictures, "test_" + _shot.name.replace("-", "_").replace(".", "_"), _test_of(_shot))
+    setattr(Pictures, "test_" + shots.title_of(_shot).replace("-", "_").replace(".", "_"), _test_of(_shot))
 
 
 class Measure(unittest.TestCase):
@@ -58,7 +60,7 @@ class Measure(unittest.TestCase):
 
     def setUp(self):
         self.folder = self.enterContext(tempfile.TemporaryDirectory())
-        self.kept = shots.path_of(next(shot for shot in shots.SHOTS if shot.name == "rules"))
+        self.kept = shots.path_of("settings-rules.png")
 
     def difference_after(self, *change):
         """How much the kept picture differs from itself after ImageMagick has changed it."""

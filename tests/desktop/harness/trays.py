@@ -89,6 +89,10 @@ class _Bar:
         self.process.kill()
         self.process.wait()
 
+    def end(self):
+        """Ends it for good: the next one may have settings of its own."""
+        self.stop()
+
     def restart(self):
         self.stop()
         self.start()
@@ -194,6 +198,12 @@ class XfcePanel(_Bar):
         super().stop()
         self._wait_until_gone()
 
+    def end(self):
+        super().end()
+        processes.end_process(self._store.pid)
+        self._store.wait()
+        self._store = None
+
     def kill(self):
         # Its icons are in a process of their own, which it would only start anew.
         plugins = [pid for pid in self._private.marked_pids()
@@ -291,7 +301,7 @@ class FakeTray:
         processes.end_process(self.process.pid)
         self.process.wait()
 
-    kill = stop  # over the bus both look the same
+    end = kill = stop  # over the bus all look the same
 
     def restart(self):
         self.stop()
