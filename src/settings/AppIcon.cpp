@@ -7,11 +7,24 @@
 
 namespace vantorel {
 
+namespace {
+
+// Old entries name an icon of the theme with the ending of a file.
+QString withoutEnding(const QString& name) {
+    for (const auto ending : {QLatin1StringView(".png"), QLatin1StringView(".svg"), QLatin1StringView(".xpm")}) {
+        if (name.endsWith(ending))
+            return name.chopped(ending.size());
+    }
+    return name;
+}
+
+} // namespace
+
 QIcon appIcon(const QString& nameOrPath) {
     if (QDir::isAbsolutePath(nameOrPath)) {
         if (QFileInfo(nameOrPath).isFile())
             return QIcon(nameOrPath);
-    } else if (QIcon themed = QIcon::fromTheme(nameOrPath); !themed.isNull()) {
+    } else if (QIcon themed = QIcon::fromTheme(withoutEnding(nameOrPath)); !themed.isNull()) {
         return themed;
     }
     QIcon generic = QIcon::fromTheme(QStringLiteral("application-x-executable"));

@@ -424,16 +424,21 @@ class Demonstration:
             self.desktop.stop_router()
             self._start_router(fallback=None)
 
-        for face in self._faces.all(restart_without_fallback, self.server.link("/other?nobody")):
-            self.faces.append(face)
+        os.makedirs(self._folder, exist_ok=True)
+        self.faces = self._faces.all(restart_without_fallback, self.server.link("/other?nobody"))
+        for face in self.faces:
+            face.failure = "not looked at"
+        for face in self.faces:
             path = self.pictures[face.name] = os.path.join(self._folder, face.name + ".png")
-            os.makedirs(self._folder, exist_ok=True)
             try:
                 face.seen = face.look(path)
+                face.failure = ""
                 self._taken.add(face.name)
             except (Unseen, Timeout, AssertionError, subprocess.SubprocessError, GLib.Error) as error:
                 face.failure = str(error).splitlines()[0]
-        if self.server.requests("/other?nobody"):
+                if face.name == "icon":
+                    break  # nothing else can be reached
+        if self.server.requests("/other?nobody") and not self.faces[-1].failure:
             self.faces[-1].failure = "a browser asked for the link that was to be opened nowhere"
 
     def _new_lines(self):
@@ -565,6 +570,9 @@ class Demonstration:
                 raise RuntimeError(f"{entry} is not there: is the package installed?")
             os.symlink(entry, os.path.join(self.desktop.entries, app + ".desktop"))
         os.symlink("/usr/share/icons", os.path.join(self.desktop.data, "icons"))
+        pictures = self.desktop.folder("share")
+        os.symlink("/usr/share/pixmaps", os.path.join(pictures, "pixmaps"))
+        self.desktop.environment["XDG_DATA_DIRS"] += ":" + pictures
         handlers = "".join(f"{browser}.desktop;" for browser in PRODUCTS)
         self.desktop.write(os.path.join(self.desktop.entries, "mimeinfo.cache"),
                            f"[MIME Cache]\nx-scheme-handler/http={handlers}\nx-scheme-handler/https={handlers}\n")
@@ -701,7 +709,8 @@ def main(links):
         return 130
     except (TooLate, Timeout, RuntimeError, AssertionError, OSError) as error:
         if demonstration.visits:
-            demonstration.visits[-1].failure = demonstration.visits[-1].failure or str(error)
+            last = next((face for face in demonstration.faces if not face.seen), demonstration.visits[-1])
+            last.failure = str(error) if demonstration.faces else last.failure or str(error)
             return report(demonstration)
         print(f"FAILED before the first link: {error}", file=sys.stderr)
         return 1

@@ -16,10 +16,9 @@ SETTINGS_TITLE = "Vantorel \u2014 Settings"
 
 FEWEST_COLOURS = 64  # letters, dots and symbols have more; an empty window has a few
 LEAST_CONTRAST = 90  # of 255, between the icon and its bar
-LONGEST_WARNING = 3.0  # seconds
 GAP = 6  # between the bar and the panel
 MARGIN = 24  # of the desktop around the panel in its picture
-STRIP = 300  # of the bar in the icon's pictures, from the right end
+_STRIP = (SCREEN[0] - 300, 0, 300, BAR_HEIGHT)  # of the bar in the icon's pictures
 
 _MORE_PLUGINS = """<property name="plugin-2" type="string" value="systray">
       <property name="square-icons" type="bool" value="true"/>
@@ -59,7 +58,6 @@ class Face:
     look: Callable  # brings it up, saves its picture at the path given, and returns what was seen
     seen: str = ""
     failure: str = ""
-    is_taken: bool = False
 
 
 class Faces:
@@ -92,16 +90,22 @@ class Faces:
     # -- the faces
 
     def _look_at_icon(self, path):
-        self._strip().save(path)
-        return f"contrast {self._check_icon()} of 255 at {self._bar.icon()[:2]}, on the bus as {len(self._bar.items())} item"
+        place, contrast = self._find_icon()
+        self._windows.still(_STRIP).save(path)
+        return f"at {place[0]},{place[1]}, contrast to the bar {contrast} of 255"
 
-    def _check_icon(self):
+    def _find_icon(self):
+        """Where the program's only icon is, and how far it stands out from the bar."""
+        place = self._bar.icon()
+        self._wait(lambda: self._contrast(place) >= LEAST_CONTRAST, "an icon that can be told from its bar")
         if len(self._bar.items()) != 1:
             raise Unseen(f"the bar knows {self._bar.items()}")
-        found = self._contrast()
-        if found < LEAST_CONTRAST:
-            raise Unseen(f"the icon can hardly be told from its bar: {found} of 255")
-        return found
+        return place, self._contrast(place)
+
+    def _contrast(self, place):
+        """Between the brightest and the darkest pixel there."""
+        brightness = [sum(colour) // 3 for colour in self._windows.screen(place).colours]
+        return max(brightness) - min(brightness)
 
     def _look_at_panel(self, path):
         has_keyboard = self._active()
@@ -159,18 +163,18 @@ class Faces:
         return "the panel beside the settings window; a second click closes it"
 
     def _look_at_warning(self, path, link):
-        self._check_icon()
-        normal = self._windows.screen(self._bar.icon()).ppm
-        self._desktop.run(["xdg-open", link], timeout=self._patience)
-        wait_until(lambda: self._windows.screen(self._bar.icon()).ppm != normal, "another icon in the bar",
-                   timeout=LONGEST_WARNING)
-        self._strip().save(path)
+        place, _ = self._find_icon()
+        normal = self._windows.still(place).ppm
+        self._desktop.spawn(["xdg-open", link])  # which may end later than the warning
+        self._wait(lambda: self._windows.screen(place).ppm != normal, "another icon in the bar")
+        warning = self._windows.screen(_STRIP)
         if (event := self._desktop.last_event())[0] != link or " -> " in event[2]:
             raise Unseen(f"the last link is {event[0]}: {event[2]}")
-        self._wait(lambda: self._windows.screen(self._bar.icon()).ppm == normal, "the icon as it was")
+        self._wait(lambda: self._windows.screen(place).ppm == normal, "the icon as it was")
+        warning.save(path)
         return f"another icon, and after three seconds the first one again; {event[2]}"
 
-    # -- the panel and the icon
+    # -- the panel
 
     def _panels(self):
         """The visible panels; a toolkit gives the same name to windows of a few pixels."""
@@ -183,14 +187,6 @@ class Faces:
         if len(panels) != 1:
             raise Unseen(f"there are {len(panels)} panels")
         return panels[0], self._windows.geometry(panels[0])
-
-    def _contrast(self):
-        """Between the brightest and the darkest pixel in the icon's place."""
-        brightness = [sum(colour) // 3 for colour in self._windows.screen(self._bar.icon()).colours]
-        return max(brightness) - min(brightness)
-
-    def _strip(self):
-        return self._windows.still((SCREEN[0] - STRIP, 0, STRIP, BAR_HEIGHT))
 
     # -- the rest
 

@@ -48,6 +48,7 @@ class RealBrowsers(unittest.TestCase):
             cls.wrong_source = demonstration.run(wrong)
             cls.port = server.port
             cls.given_requests = server.requests("/docs/tea?given=%7E~")
+            demonstration.show_faces()
             cls.description = demonstration.desktop.describe()
         cls.demonstration = demonstration
 
@@ -83,6 +84,14 @@ class RealBrowsers(unittest.TestCase):
             self.assertGreater(picture.share_of(PAGES[path].colour), 0.05, browser)
             other = PAGES["/other"].colour
             self.assertLess(picture.share_of(other), 0.01, f"{browser} shows another page")
+
+    def test_every_face_of_the_program_is_seen(self):
+        self.assertEqual([face.name for face in self.demonstration.faces],
+                         ["icon", "panel", "settings", "desktop", "warning"])
+        for face in self.demonstration.faces:
+            self.assertEqual(face.failure, "", f"{face.name}\n{self.description}")
+            self.assertIn(face.name, self.demonstration.taken())
+            self.assertTrue(os.path.getsize(self.demonstration.pictures[face.name]))
 
     def test_given_links_are_opened(self):
         self.assertEqual((self.given.failure, self.given.decision), ("", f"Matched rule -> {DILLO}"))

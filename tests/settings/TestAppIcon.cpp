@@ -43,6 +43,7 @@ void TestAppIcon::icon_data() {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QColor>("color");
     QTest::newRow("themed") << "known" << QColor(Qt::red);
+    QTest::newRow("themed, with an ending") << "known.png" << QColor(Qt::red);
     QTest::newRow("path") << dir.filePath("image.png") << QColor(Qt::green);
     QTest::newRow("unknown name") << "unknown" << QColor(Qt::blue);
     QTest::newRow("missing file") << dir.filePath("gone.png") << QColor(Qt::blue);
