@@ -231,7 +231,7 @@ private Q_SLOTS:
     void menu_isAskedFor_onlyWhenABarAsks();
     void menu_hasItsLayout();
     void menu_tellsSingleLines();
-    void menu_doesWhatIsClicked_afterTheAnswer();
+    void menu_doesWhatIsClicked();
     void menu_refusesLinesThatAreNotThere();
     void menu_tellsWhenItHasChanged();
     void symbols_areThere_inAllSizes();
@@ -635,7 +635,7 @@ void TestStatusNotifierItem::menu_tellsSingleLines() {
     QCOMPARE(desktop.callMenu("GetProperty", {1, "no-such"}).type(), QDBusMessage::ErrorMessage);
 }
 
-void TestStatusNotifierItem::menu_doesWhatIsClicked_afterTheAnswer() {
+void TestStatusNotifierItem::menu_doesWhatIsClicked() {
     Desktop desktop;
     desktop.show();
     const auto event = [](int id, const QString& name) {
