@@ -16,6 +16,7 @@
 #include <QStyle>
 
 #include <algorithm>
+#include <cmath>
 
 namespace vantorel {
 
@@ -271,8 +272,12 @@ void MenuBarView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     paintSymbol(painter, m_symbol.marginsAdded({kSymbolOverhang, kSymbolOverhang, kSymbolOverhang, kSymbolOverhang}),
                 Symbol::branch, theme::color(theme::Tone::blue, palette()));
+    // On whole pixels, or some would be thicker than others at a scale such as 1.5.
+    const qreal ratio = devicePixelRatioF();
+    const qreal thickness = std::max(std::floor(kDivider * ratio), 1.0) / ratio;
     for (const int top : m_dividers)
-        painter.fillRect(0, top, kWidth, kDivider, theme::color(theme::Tone::separator, palette()));
+        painter.fillRect(QRectF(0, std::round(top * ratio) / ratio, kWidth, thickness),
+                         theme::color(theme::Tone::separator, palette()));
 }
 
 void MenuBarView::resizeEvent(QResizeEvent*) {

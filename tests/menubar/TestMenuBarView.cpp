@@ -1,5 +1,6 @@
 #include "menubar/MenuBarView.h"
 
+#include "app/Translations.h"
 #include "controls/Buttons.h"
 #include "controls/Theme.h"
 #include "fakes/FakeUserDefaults.h"
@@ -14,6 +15,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
+#include <QTranslator>
 
 using namespace vantorel;
 using theme::Tone;
@@ -694,6 +696,50 @@ private Q_SLOTS:
         QVERIFY(panel.fits());
         panel.view->setLayoutDirection(Qt::LeftToRight);
         QCOMPARE(panel.dot()->geometry().right() + 1, 290 - 12);
+    }
+
+    void texts_have_room_in_every_language_data() {
+        QTest::addColumn<QString>("language");
+        for (const char* const language : {"en", "de", "ja", "ar"})
+            QTest::newRow(language) << language;
+    }
+    void texts_have_room_in_every_language() {
+        QFETCH(QString, language);
+        const auto textsOf = [](Panel& panel) {
+            QStringList texts = panel.texts().mid(1) + panel.titles() + panel.descriptions();
+            for (const auto* const command : panel.view->findChildren<RowButton*>())
+                texts.append(command->text());
+            return texts << panel.dot()->toolTip() << panel.rowWidget(0)->parentWidget()->accessibleName();
+        };
+        const auto makePanels = [&](bool inEnglish) {
+            installTranslation({inEnglish ? "en" : language});
+            Panel none, some({{.browserBundleID = "b", .isEnabled = false, .sourceAppBundleID = "a"}});
+            some.store.setRules(some.store.rules() + rulesOf(10));
+            none.showDebug();
+            some.showDebug(InterceptDebugEvent{.url = "u", .sourceAppIDs = {}, .decision = "d"});
+            QStringList texts = none.texts().mid(1) + textsOf(some);
+            some.debugStore.setLastEvent({.url = "u", .sourceAppIDs = {"s"}, .decision = "d"});
+            some.make();
+            texts += some.texts().mid(1);
+            for (const Panel* const panel : {&none, &some}) {
+                for (const auto* const label : panel->view->findChildren<QLabel*>()) {
+                    if (label->isVisibleTo(panel->view.get()))
+                        [&] { QVERIFY2(label->sizeHint().width() <= label->width(), qPrintable(label->text())); }();
+                }
+                for (const auto* const command : panel->view->findChildren<RowButton*>())
+                    [&] { QVERIFY2(command->sizeHint().width() <= 290, qPrintable(command->text())); }();
+            }
+            return texts;
+        };
+        const QStringList english = makePanels(true), translated = makePanels(false);
+        qDeleteAll(qApp->findChildren<QTranslator*>());
+        QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+        QCOMPARE(translated.size(), english.size());
+        for (qsizetype i = 0; i < english.size(); ++i) {
+            const bool isOwn = english[i].startsWith("Rule ") || QStringList({"u", "d"}).contains(english[i])
+                || QRegularExpression("^→").match(english[i]).hasMatch(); // names, and an arrow
+            QVERIFY2(language == "en" || isOwn || english[i] != translated[i], qPrintable(english[i]));
+        }
     }
 
     // -- what it leaves alone -----------------------------------------------------------------------------------------
