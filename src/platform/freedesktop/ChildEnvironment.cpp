@@ -9,13 +9,14 @@
 namespace vantorel {
 
 std::vector<std::string> childEnvironment() {
-    constexpr std::array<std::string_view, 7> kOwn = {"XDG_ACTIVATION_TOKEN",
+    constexpr std::array<std::string_view, 8> kOwn = {"XDG_ACTIVATION_TOKEN",
                                                       "DESKTOP_STARTUP_ID",
                                                       "GIO_LAUNCHED_DESKTOP_FILE",
                                                       "GIO_LAUNCHED_DESKTOP_FILE_PID",
                                                       "DBUS_STARTER_ADDRESS",
                                                       "DBUS_STARTER_BUS_TYPE",
-                                                      "VANTOREL_TURN"};
+                                                      "VANTOREL_TURN",
+                                                      "QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT"};
     std::vector<std::string> variables;
     for (char** variable = environ; *variable; ++variable) {
         const std::string_view text(*variable);
