@@ -82,6 +82,7 @@ void WaylandPanelSurface::show(QWidget& panel, const QRect& frame) {
             panel.hide();
             return;
         }
+        qGuiApp->installEventFilter(this);
     }
     watch();
 }
@@ -91,7 +92,16 @@ void WaylandPanelSurface::follow(bool isVisible) {
     if (isVisible)
         return;
     m_layer.reset();
+    qGuiApp->removeEventFilter(this);
     unwatch();
+}
+
+// Qt would have a tool tip of a window that has its place from us be a window like all others, with the keyboard.
+bool WaylandPanelSurface::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::ToolTip || !watched->isWidgetType() || !m_panel)
+        return false;
+    const auto* const widget = static_cast<QWidget*>(watched);
+    return widget == m_panel || m_panel->isAncestorOf(widget);
 }
 
 void WaylandPanelSurface::start(Pressed pressed) {
@@ -109,7 +119,8 @@ void WaylandPanelSurface::stop() {
 void WaylandPanelSurface::watch() {
     if (!m_pressed || !m_panel || !m_panel->isVisible())
         return;
-    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &WaylandPanelSurface::report, Qt::UniqueConnection);
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &WaylandPanelSurface::reportFocus,
+            Qt::UniqueConnection);
     // A window of this program that has the keyboard is not to be covered: presses in it are none elsewhere.
     if (!m_layer || !m_shell->canStretch() || QGuiApplication::focusWindow())
         return;
@@ -122,9 +133,13 @@ void WaylandPanelSurface::unwatch() {
     m_covers.clear();
 }
 
+// The keyboard may stay among the windows of this program, and on the way it is nowhere.
+void WaylandPanelSurface::reportFocus(const QWindow* window) {
+    if (!window)
+        report();
+}
+
 void WaylandPanelSurface::report() {
-    if (QGuiApplication::focusWindow())
-        return;
     QMetaObject::invokeMethod(
         this,
         [this] {

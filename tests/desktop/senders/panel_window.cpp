@@ -3,13 +3,12 @@
 #include "platform/wayland/WaylandPanelSurface.h"
 
 #include <QApplication>
+#include <QHelpEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QSocketNotifier>
-#include <QTextStream>
 #include <QToolTip>
 #include <QWidget>
-#include <QWindow>
 
 #include <cstdio>
 #include <iostream>
@@ -31,6 +30,7 @@ public:
                   Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus) {
         setAttribute(Qt::WA_ShowWithoutActivating);
         setWindowTitle(QStringLiteral("panel"));
+        setToolTip(QStringLiteral("a tip"));
     }
 
 protected:
@@ -53,8 +53,8 @@ protected:
 } // namespace
 
 int main(int argc, char** argv) {
-    vantorel::WaylandPanelSurface surface;
     QApplication application(argc, argv);
+    vantorel::WaylandPanelSurface surface;
     QApplication::setQuitOnLastWindowClosed(false);
     std::unique_ptr<Panel> panel;
     QWidget other;
@@ -88,7 +88,9 @@ int main(int argc, char** argv) {
         } else if (command == QLatin1String("unwatch")) {
             surface.stop();
         } else if (command == QLatin1String("tip")) {
-            QToolTip::showText(panel->mapToGlobal(QPoint(10, 10)), QStringLiteral("a tip"), panel.get());
+            QHelpEvent help(QEvent::ToolTip, QPoint(10, 10), panel->mapToGlobal(QPoint(10, 10)));
+            QApplication::sendEvent(panel.get(), &help);
+            tell(QToolTip::isVisible() ? QStringLiteral("tip") : QStringLiteral("no tip"));
         } else if (command == QLatin1String("window")) {
             other.show();
         } else if (command == QLatin1String("destroy")) {
