@@ -9,6 +9,7 @@ import time
 
 from harness import kwin, processes
 from harness.case import DesktopTest, main, qt_window
+from harness.desktop import NOBODY, SWAY_DISPLAY
 from harness.processes import wait_until
 from harness.wayland_pointer import LEFT, MIDDLE, RIGHT, WaylandPointer
 
@@ -236,15 +237,44 @@ class Screens(OnSway):
         self.pointer.press(1500, 500, desktop=(2240, 720))
         self.assertEqual(panel.wait_for("hidden"), ["pressed elsewhere"])
 
+
+class VanishingScreens(OnSway):
+    """A compositor whose screens are windows of another one, and go with them."""
+
+    def setUp(self):
+        self.outer = self.desktop(compositor="sway", bus=False)
+        self.private = self.desktop(bus=False)
+        folder = self.private.folder("sway", 0o700)
+        user = NOBODY if os.getuid() == 0 else None  # as for the outer one
+        if user is not None:
+            os.chown(folder, user, user)
+        configuration = self.private.write(os.path.join(folder, "config"), "xwayland disable\n")
+        self.private.environment.update({"SWAYSOCK": f"{folder}/commands", "WAYLAND_DISPLAY": f"{folder}/{SWAY_DISPLAY}"})
+        with open(os.path.join(self.private.logs, "compositor"), "wb") as log:
+            self.private.spawn(
+                ["sway", "--config", configuration],
+                {"XDG_RUNTIME_DIR": folder, "WAYLAND_DISPLAY": self.outer.environment["WAYLAND_DISPLAY"],
+                 "WLR_BACKENDS": "wayland", "WLR_WL_OUTPUTS": "2", "WLR_RENDERER": "pixman"},
+                user=user, stdout=log, stderr=log)
+        # They are as large as their windows, side by side.
+        wait_until(lambda: len(self.outputs()) == 2 and self.outputs()["WL-2"]["x"] == self.outputs()["WL-1"]["width"] < 700,
+                   "both screens", detail=self.private.describe)
+
+    def outputs(self):
+        answer = self.private.run(["swaymsg", "--raw", "--type", "get_outputs"])
+        return {output["name"]: output["rect"] for output in json.loads(answer.stdout)} if answer.returncode == 0 else {}
+
     def test_goes_with_its_screen(self):
         panel = PanelProgram(self.private)
         panel.say("watch")
-        panel.show(100, 50, 290, 180)
-        self.wait_for_red((200, 100, 580, 360), "HEADLESS-2")
-        self.tell("output HEADLESS-2 disable")
+        panel.show(self.outputs()["WL-2"]["x"] + 10, 20, 200, 100)
+        self.wait_for_red((10, 20, 200, 100), "WL-2")
+        done = self.outer.run(["swaymsg", '[title="WL-2$"] kill'])
+        self.assertEqual(done.returncode, 0, done.stdout)
         self.assertEqual(panel.wait_for("hidden"), [])
-        panel.show(1000, 50, 290, 180)
-        self.wait_for_red((40, 50, 290, 180))
+        self.assertEqual(list(self.outputs()), ["WL-1"])
+        panel.show(30, 40, 200, 100)
+        self.wait_for_red((30, 40, 200, 100), "WL-1")
 
 
 class Presses(OnSway):
