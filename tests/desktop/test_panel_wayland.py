@@ -399,6 +399,12 @@ class OnKWin(DesktopTest):
             self.assertTrue(self.is_main_active())
         self.pointer.press(30, 40)
         self.assertEqual(panel.line(), "inside 10 10")
+        # It has the keyboard now, which goes when it closes: what it opens anew for is not told of that.
+        self.assertIn("hidden", panel.say("hide"))
+        panel.show(20, 30, 300, 250)
+        wait_until(lambda: self.panels() == [[20, 30, 300, 250]], "the panel", detail=lambda: str(self.panels()))
+        self.pointer.press(30, 40)
+        self.assertNotIn("hidden", panel.wait_for("inside 10 10"))
         self.pointer.press(600, 600)
         self.assertIn("pressed elsewhere", panel.wait_for("hidden"))
         wait_until(self.is_main_active, "the other window to have the keyboard", detail=self.private.describe)

@@ -241,4 +241,8 @@ void LayerSurface::move(const QRect& frame) {
     wl_surface_commit(m_role->base);
 }
 
+bool LayerSurface::isClosed() const {
+    return m_role->isClosed;
+}
+
 } // namespace vantorel

@@ -75,6 +75,9 @@ public:
     /// To be called when the window has that size already; stays on the same screen.
     void move(const QRect& frame);
 
+    /// The compositor has wanted the window gone.
+    bool isClosed() const;
+
 private:
     struct Role;
 

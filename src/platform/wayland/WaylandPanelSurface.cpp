@@ -75,7 +75,7 @@ void WaylandPanelSurface::show(QWidget& panel, const QRect& frame) {
     connect(panel.windowHandle(), &QWindow::visibleChanged, this, &WaylandPanelSurface::follow, Qt::UniqueConnection);
     if (m_shell) {
         m_layer = LayerSurface::place(*m_shell, *panel.windowHandle(), frame, LayerSurface::Layer::panel, [this] {
-            if (m_panel)
+            if (m_panel && m_layer && m_layer->isClosed()) // and not the next one by now
                 m_panel->hide();
         });
         if (!m_layer) {
@@ -119,10 +119,13 @@ void WaylandPanelSurface::stop() {
 void WaylandPanelSurface::watch() {
     if (!m_pressed || !m_panel || !m_panel->isVisible())
         return;
-    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &WaylandPanelSurface::reportFocus,
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &WaylandPanelSurface::followKeyboard,
             Qt::UniqueConnection);
+    // The panel itself has it only in the eyes of Qt, which has not heard yet that it went when the panel was hidden.
+    const QWindow* const focused = QGuiApplication::focusWindow();
+    m_hasKeyboard = focused && focused != m_panel->windowHandle();
     // A window of this program that has the keyboard is not to be covered: presses in it are none elsewhere.
-    if (!m_layer || !m_shell->canStretch() || QGuiApplication::focusWindow())
+    if (!m_layer || !m_shell->canStretch() || m_hasKeyboard)
         return;
     for (QScreen* const screen : QGuiApplication::screens())
         m_covers.push_back(std::make_unique<Cover>(*this, *m_shell, screen));
@@ -133,9 +136,8 @@ void WaylandPanelSurface::unwatch() {
     m_covers.clear();
 }
 
-// The keyboard may stay among the windows of this program, and on the way it is nowhere.
-void WaylandPanelSurface::reportFocus(const QWindow* window) {
-    if (!window)
+void WaylandPanelSurface::followKeyboard(const QWindow* window) {
+    if (std::exchange(m_hasKeyboard, window != nullptr) && !window)
         report();
 }
 

@@ -52,7 +52,7 @@ private:
     void follow(bool isVisible);
     void watch();
     void unwatch();
-    void reportFocus(const QWindow* window);
+    void followKeyboard(const QWindow* window);
     void report();
 
     std::unique_ptr<LayerShell> m_shell; // absent where the compositor has no layers
@@ -60,6 +60,7 @@ private:
     QPointer<QWidget> m_panel;
     std::vector<std::unique_ptr<Cover>> m_covers;
     Pressed m_pressed;
+    bool m_hasKeyboard = false; // a window of this program has, since the panel is open
 };
 
 } // namespace vantorel
