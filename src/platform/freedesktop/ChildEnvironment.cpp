@@ -15,6 +15,7 @@ std::vector<std::string> childEnvironment() {
                                                       "GIO_LAUNCHED_DESKTOP_FILE_PID",
                                                       "DBUS_STARTER_ADDRESS",
                                                       "DBUS_STARTER_BUS_TYPE",
+                                                      "QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT",
                                                       "VANTOREL_ROUND",
                                                       "VANTOREL_TURN"};
     std::vector<std::string> variables;
