@@ -59,6 +59,12 @@ def parent_of(pid):
     return int(raw.rpartition(b")")[2].split()[1]) if raw else None
 
 
+def threads_of(pid):
+    """Thread -> its name."""
+    names = {int(task): read_bytes(f"/proc/{pid}/task/{task}/comm") for task in os.listdir(f"/proc/{pid}/task")}
+    return {task: name.decode().strip() for task, name in names.items() if name}
+
+
 def switches_of(pid):
     """Thread -> how often it has left the processor, of its own will or not. A thread that sleeps stays as it is."""
     switches = {}
