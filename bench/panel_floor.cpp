@@ -14,8 +14,7 @@
 namespace {
 
 std::unique_ptr<QWidget> makePanel() {
-    auto panel =
-        std::make_unique<QWidget>(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
+    auto panel = std::make_unique<QWidget>(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowDoesNotAcceptFocus);
     panel->setAttribute(Qt::WA_ShowWithoutActivating);
     auto* const layout = new QVBoxLayout(panel.get());
     layout->addWidget(new QLabel(QStringLiteral("A label that is seen at once"), panel.get()));
