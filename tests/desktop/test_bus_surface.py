@@ -87,10 +87,11 @@ class Refused(Surface):
                 ("refuse", None), ("deleteLater", None)):
             with self.subTest(method=method, parameters=str(parameters)):
                 self.assertEqual(self.error_of(method, parameters), UNKNOWN_METHOD)
-        for method, parameters in (("LastEvent", variant("(s)", ("",))), ("Browsers", variant("(as)", ([],))),
-                                   ("refuses", None)):
+        for method, parameters, error in (("LastEvent", variant("(s)", ("",)), UNKNOWN_METHOD),
+                                          ("refuses", None, UNKNOWN_METHOD), ("Browsers", variant("(as)", ([],)), None),
+                                          ("Applications", variant("(i)", (1,)), None)):
             with self.subTest(method=method, parameters=str(parameters)):
-                self.assertEqual(self.error_of(method, parameters, DEBUG), UNKNOWN_METHOD)
+                self.assertEqual(self.error_of(method, parameters, DEBUG), error)
         self.still_well()
 
     def test_unknown_actions_are_invalid_and_the_answer_is_short(self):
