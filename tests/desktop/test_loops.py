@@ -1,4 +1,4 @@
-"""Applications that only hand links on: while the program is the default browser their links would come back for ever."""
+"""Applications that only hand links on: while the program is the default browser, their links would come back."""
 
 import os
 import shutil
