@@ -3,10 +3,12 @@
 import configparser
 import glob
 import os
+import re
 import shlex
 import struct
 import subprocess
 import unittest
+from xml.etree import ElementTree
 
 STAGE = os.environ["VANTOREL_STAGE"]
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -65,6 +67,14 @@ class Tree(unittest.TestCase):
         self.assertEqual(shlex.split(autostart["Exec"])[-1], program)
         # What is left of a removed package must start nothing.
         self.assertEqual(autostart["TryExec"], program)
+
+    def test_versions_agree(self):
+        """Of the build, of the newest release in the metainfo file and of the newest entry of the Debian changelog."""
+        metainfo = ElementTree.fromstring(read(f"share/metainfo/{ID}.metainfo.xml"))
+        with open(os.path.join(SOURCE, "debian/changelog"), encoding="utf-8") as file:
+            debian = re.match(r"vantorel \((.+?)\) ", file.readline())[1]
+        self.assertEqual(metainfo.find("releases/release").get("version"), os.environ["VANTOREL_VERSION"])
+        self.assertEqual(debian, os.environ["VANTOREL_VERSION"])
 
 
 @unittest.skipUnless(os.environ.get("VANTOREL_HARDENED"), "this build has no guards: sanitizers have their own")
