@@ -103,10 +103,14 @@ class Guards(unittest.TestCase):
         for program, segments in self.each("readelf", "--wide", "--program-headers"):
             self.assertRegex(segments, r"GNU_STACK( +0x0+)+ RW +0x", program)
 
-    def test_calls_and_stack_frames_are_checked(self):
+    def test_stack_frames_are_checked(self):
         for program, symbols in self.each("readelf", "--wide", "--dyn-syms"):
             self.assertIn(" __stack_chk_fail@", symbols, program)
-            self.assertRegex(symbols, r" __(?!stack)\w+_chk@GLIBC", program)
+
+    def test_calls_of_the_c_library_are_checked(self):
+        for program, symbols in self.each("readelf", "--wide", "--dyn-syms"):
+            if program != "vantorel-open": # it makes no call that the compiler cannot judge
+                self.assertRegex(symbols, r" __(?!stack)\w+_chk@GLIBC", program)
 
     @unittest.skipUnless(os.uname().machine == "x86_64", "only x86 has marks for where a branch may go")
     def test_branches_go_where_they_may(self):
