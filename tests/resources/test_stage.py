@@ -68,8 +68,8 @@ class Tree(unittest.TestCase):
         # What is left of a removed package must start nothing.
         self.assertEqual(autostart["TryExec"], program)
 
+    # Of the build, of the newest release in the metainfo file, and of the newest entry of the Debian changelog.
     def test_versions_agree(self):
-        """Of the build, of the newest release in the metainfo file and of the newest entry of the Debian changelog."""
         metainfo = ElementTree.fromstring(read(f"share/metainfo/{ID}.metainfo.xml"))
         with open(os.path.join(SOURCE, "debian/changelog"), encoding="utf-8") as file:
             debian = re.match(r"vantorel \((.+?)\) ", file.readline())[1]
@@ -109,12 +109,13 @@ class Guards(unittest.TestCase):
 
     def test_calls_of_the_c_library_are_checked(self):
         for program, symbols in self.each("readelf", "--wide", "--dyn-syms"):
-            if program != "vantorel-open": # it makes no call that the compiler cannot judge
+            if program != "vantorel-open":  # it makes no call that the compiler cannot judge
                 self.assertRegex(symbols, r" __(?!stack)\w+_chk@GLIBC", program)
 
     @unittest.skipUnless(os.uname().machine == "x86_64", "only x86 has marks for where a branch may go")
     def test_branches_go_where_they_may(self):
-        for program, code in self.each("objdump", "--disassemble", "--section=.text"):
+        # In our own code: libraries that are linked in may have the marks, or not, in any case.
+        for program, code in self.each("objdump", "--disassemble=main", "--section=.text"):
             self.assertIn("endbr64", code, program)
 
 
