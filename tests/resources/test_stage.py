@@ -93,6 +93,11 @@ class Guards(unittest.TestCase):
         for program, header in self.each("readelf", "--wide", "--file-header"):
             self.assertRegex(header, r"Type: +DYN \(Position-Independent", program)
 
+    def test_data_of_libraries_is_not_copied(self):
+        """Qt goes on using its own, and the program would crash."""
+        for program, relocations in self.each("readelf", "--wide", "--relocs"):
+            self.assertNotRegex(relocations, r"_COPY +[0-9a-f]+ +[0-9a-f]+ +_ZN?\d*Q", program)
+
     def test_relocations_are_read_only_from_the_start(self):
         for program, segments in self.each("readelf", "--wide", "--program-headers"):
             self.assertIn("GNU_RELRO", segments, program)
