@@ -96,7 +96,7 @@ class Guards(unittest.TestCase):
     def test_data_of_libraries_is_not_copied(self):
         """Qt goes on using its own, and the program would crash."""
         for program, relocations in self.each("readelf", "--wide", "--relocs"):
-            self.assertNotRegex(relocations, r"_COPY +[0-9a-f]+ +[0-9a-f]+ +_ZN?\d*Q", program)
+            self.assertNotRegex(relocations, r"_COPY +\S+ _Z\w*\dQ", program)
 
     def test_relocations_are_read_only_from_the_start(self):
         for program, segments in self.each("readelf", "--wide", "--program-headers"):
