@@ -44,7 +44,7 @@ def entry(path, group="Desktop Entry"):
 class Tree(unittest.TestCase):
     def test_it_is_what_is_promised_and_nothing_else(self):
         symbolic = {f"share/icons/hicolor/symbolic/apps/{os.path.basename(path)}"
-                    for path in glob.glob(os.path.join(SOURCE, "src/resources/*-symbolic.svg"))}
+                    for path in glob.glob(os.path.join(SOURCE, "src/resources/symbolic/*-symbolic.svg"))}
         found = {os.path.relpath(os.path.join(folder, name), STAGE)
                  for folder, _, names in os.walk(STAGE) for name in names}
         self.assertEqual(found, FILES | symbolic)
