@@ -9,7 +9,7 @@
 namespace vantorel {
 
 std::vector<std::string> childEnvironment() {
-    constexpr std::array<std::string_view, 8> kOwn = {"XDG_ACTIVATION_TOKEN",
+    constexpr std::array<std::string_view, 9> kOwn = {"XDG_ACTIVATION_TOKEN",
                                                       "DESKTOP_STARTUP_ID",
                                                       "GIO_LAUNCHED_DESKTOP_FILE",
                                                       "GIO_LAUNCHED_DESKTOP_FILE_PID",
