@@ -37,6 +37,7 @@ FLOOR_ID = "org.example.Floor"
 WARM_UP = 1
 CALL_SECONDS = 30.0
 AT_REST = 0.4  # seconds without any processor time
+WATCHED = (140, 488, 270, 480)  # of the middle of the screen: top, height, and the left edges of two columns
 
 
 def processor_time(pid):
@@ -58,6 +59,16 @@ def memory(pid):
     return [int(sizes[name]) / 1000 for name in ("Rss", "Pss", "Private_Dirty")]
 
 
+def rest(pid):
+    """Until the process has computed nothing for a while."""
+    before, since = processor_time(pid), time.monotonic()
+    while time.monotonic() - since < AT_REST:
+        time.sleep(0.05)
+        current = processor_time(pid)
+        if current != before:
+            before, since = current, time.monotonic()
+
+
 class Watcher:
     """The process that looks at the screen."""
 
@@ -69,6 +80,11 @@ class Watcher:
     def tell(self, line):
         self.process.stdin.write(line.encode() + b"\n")
         self.process.stdin.flush()
+
+    def watch(self, where):
+        """Begins to look at the top, height, and left edges of two columns of the screen."""
+        self.tell("watch " + " ".join(map(str, where)))
+        self.answer()
 
     def answer(self):
         line = self.process.stdout.readline().split()
@@ -104,18 +120,9 @@ class Windows:
         self.desktop.start_router()
         return self.desktop.router_pid(), PROGRAM_ID, "vantorel"
 
-    def rest(self, pid):
-        before, since = processor_time(pid), time.monotonic()
-        while time.monotonic() - since < AT_REST:
-            time.sleep(0.05)
-            current = processor_time(pid)
-            if current != before:
-                before, since = current, time.monotonic()
-
     def show(self, pid, name):
         """(milliseconds until the content is there, processor time)"""
-        self.watcher.tell("watch")
-        self.watcher.answer()
+        self.watcher.watch(WATCHED)
         computed = processor_time(pid)
         start = time.monotonic_ns()
         self.bus.call_async(name, PROGRAM_PATH, APPLICATION, "Activate", "a{sv}", ({},), None, None, CALL_SECONDS)
@@ -125,13 +132,13 @@ class Windows:
 
     def measure(self, rules):
         pid, name, window_class = self.start(rules)
-        self.rest(pid)
+        rest(pid)
         idle = memory(pid)
         first, first_cpu = self.show(pid, name)
-        self.rest(pid)
+        rest(pid)
         shown = memory(pid)
         self.watcher.close_windows(window_class)
-        self.rest(pid)
+        rest(pid)
         second, second_cpu = self.show(pid, name)
         self.watcher.close_windows(window_class)
         if rules is None:

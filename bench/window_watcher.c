@@ -1,7 +1,7 @@
-/* Tells when a window's content is on the screen of the X server, seen from outside: two columns of the middle of the
-   screen, from the top of the window to its bottom, are read over and over until they no longer change.
+/* Tells when a window's content is on the screen of the X server, seen from outside: two columns of the screen, from the
+   top of the window to its bottom, are read over and over until they no longer change.
 
-   "watch" on standard input is answered by "ready" once the screen before is known, and then by three numbers: when the
+   "watch TOP HEIGHT X X" on standard input, with the left edges of both columns, is answered by "ready" once the screen before is known, and then by three numbers: when the
    columns first changed and when they became what they stayed (CLOCK_MONOTONIC, nanoseconds), and how many different
    pictures there were. "close CLASS" asks the visible windows of that class to close and answers "gone" when none is left.
    All answers are one line. */
@@ -15,8 +15,9 @@
 
 #include <xcb/xcb.h>
 
-enum { kTop = 140, kHeight = 488, kWidth = 24, kSettled = 300 };
-static const int kColumns[] = {270, 480};
+enum { kWidth = 24, kSettled = 300 };
+
+static int top, height, columns[2];
 
 static xcb_connection_t* server;
 static xcb_window_t root;
@@ -36,7 +37,8 @@ static void fail(const char* what) {
 static uint64_t picture(void) {
     xcb_get_image_cookie_t cookies[2];
     for (int i = 0; i < 2; ++i)
-        cookies[i] = xcb_get_image(server, XCB_IMAGE_FORMAT_Z_PIXMAP, root, kColumns[i], kTop, kWidth, kHeight, ~0U);
+        cookies[i] = xcb_get_image(server, XCB_IMAGE_FORMAT_Z_PIXMAP, root, (int16_t)columns[i], (int16_t)top, kWidth,
+                                   (uint16_t)height, ~0U);
     uint64_t sum = UINT64_C(14695981039346656037);
     for (int i = 0; i < 2; ++i) {
         xcb_get_image_reply_t* const reply = xcb_get_image_reply(server, cookies[i], NULL);
@@ -113,7 +115,7 @@ int main(void) {
     char line[256];
     while (fgets(line, sizeof line, stdin)) {
         line[strcspn(line, "\n")] = '\0';
-        if (strcmp(line, "watch") == 0) {
+        if (sscanf(line, "watch %d %d %d %d", &top, &height, &columns[0], &columns[1]) == 4) {
             watch();
         } else if (strncmp(line, "close ", 6) == 0) {
             while (closeBelow(root, line + 6) > 0)

@@ -27,6 +27,21 @@
         <comment>title of the settings window</comment>
         <translation>Vantorel — الإعدادات</translation>
     </message>
+    <message>
+        <source>No browser configured</source>
+        <comment>what the warning icon says</comment>
+        <translation>لم يُحدَّد أي متصفح</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <comment>menu of the icon</comment>
+        <translation>الإعدادات</translation>
+    </message>
+    <message>
+        <source>Quit Vantorel</source>
+        <comment>menu of the icon</comment>
+        <translation>إنهاء ⁨Vantorel⁩</translation>
+    </message>
 </context>
 <context>
     <name>RuleList</name>

@@ -27,6 +27,21 @@
         <comment>title of the settings window</comment>
         <translation>Vantorel – Einstellungen</translation>
     </message>
+    <message>
+        <source>No browser configured</source>
+        <comment>what the warning icon says</comment>
+        <translation>Kein Browser eingerichtet</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <comment>menu of the icon</comment>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>Quit Vantorel</source>
+        <comment>menu of the icon</comment>
+        <translation>Vantorel beenden</translation>
+    </message>
 </context>
 <context>
     <name>RuleList</name>

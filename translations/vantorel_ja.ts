@@ -27,6 +27,21 @@
         <comment>title of the settings window</comment>
         <translation>Vantorel — 設定</translation>
     </message>
+    <message>
+        <source>No browser configured</source>
+        <comment>what the warning icon says</comment>
+        <translation>ブラウザーが設定されていません</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <comment>menu of the icon</comment>
+        <translation>設定</translation>
+    </message>
+    <message>
+        <source>Quit Vantorel</source>
+        <comment>menu of the icon</comment>
+        <translation>Vantorel を終了</translation>
+    </message>
 </context>
 <context>
     <name>RuleList</name>

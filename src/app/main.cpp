@@ -215,6 +215,8 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
                       .apps = [] { return rowsOf(shared::installedAppDetector().apps()); }});
     // One scan after another: an older one must not publish its list last.
     QThreadPool::globalInstance()->setMaxThreadCount(1);
+    // Its thread ends with its work, and not half a minute later, for which it would wake up.
+    QThreadPool::globalInstance()->setExpiryTimeout(0);
     // Before the detectors: a link may come at any moment now, and the lists are not needed for it.
     shared::currentIndex().refresh();
     delegate.applicationDidFinishLaunching();

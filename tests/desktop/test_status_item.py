@@ -3,6 +3,8 @@
 import os
 import subprocess
 
+from gi.repository import GLib
+
 from harness import trays
 from harness.case import DesktopTest, main
 from harness.processes import wait_until
@@ -167,6 +169,39 @@ class TrayOfWindows(StatusItemTest):
         self.assertIsNone(self.item.poll())
 
 
+class TrayOfThePanel(StatusItemTest):
+    """xfce4-panel takes windows as well. A program on a bus without it has nothing else."""
+
+    def start(self, dark=False, environment=None):
+        self.private.environment.update(environment or {})
+        self.panel = trays.XfcePanel(self.private, dark=dark).start()
+        bus = f"unix:path={self.private.runtime}/other-bus"
+        self.private.spawn(["dbus-daemon", "--session", "--nofork", "--address=" + bus], stderr=subprocess.DEVNULL)
+        wait_until(lambda: os.path.exists(f"{self.private.runtime}/other-bus"), "another bus")
+        self.start_item({"DBUS_SESSION_BUS_ADDRESS": bus})
+
+    def check(self, is_symbol, scale=1):
+        x, y = self.panel.click()
+        words = self.wait_for("clicked").split()
+        left, top, width, height = (int(word) * scale for word in words[4:])
+        self.assertLess(abs(left + width / 2 - x) + abs(top + height / 2 - y), 3 * scale, words)
+        self.assertEqual(self.panel.items(), [])
+        self.wait_for_symbol(self.panel, is_symbol, "a symbol in the colour of the panel")
+        self.check_image_changes(self.panel)
+
+    def test_light_panel(self):
+        self.start()
+        self.check(lambda color: max(color) < 0x60)
+
+    def test_dark_panel(self):
+        self.start(dark=True)
+        self.check(lambda color: min(color) > 0xb0)
+
+    def test_scaled_panel(self):
+        self.start(environment={"GDK_SCALE": "2", "QT_SCALE_FACTOR": "2"})
+        self.check(lambda color: max(color) < 0x60, 2)
+
+
 class BothKinds(StatusItemTest):
     """A bar on the bus and a tray of windows, in any order: the icon is in one of them, and rather in the former."""
 
@@ -206,6 +241,19 @@ class BothKinds(StatusItemTest):
         self.check_is_in_bar()
         self.bar.stop()
         self.check_is_in_tray()
+
+    def test_menu_is_ours_for_a_bar_that_has_none(self):
+        self.bar.start()
+        self.start_item()
+        [key] = (self.bar.item() and self.bar.items())
+        name, slash, path = key.partition("/")
+        self.private.call(trays.ITEM, "ContextMenu", GLib.Variant("(ii)", (300, 200)), start=False, name=name,
+                          path=slash + path)
+        menu = wait_until(self.tray.popups, "a menu", detail=self.private.describe)[0]
+        place = self.private.run(["xwininfo", "-id", str(menu)]).stdout.decode()
+        self.assertRegex(place, r"upper-left X: +30\d\n.*upper-left Y: +20\d\n")
+        self.private.run(["xdotool", "key", "Down", "Return"])
+        self.wait_for("settings")
 
     def test_neither_is_there(self):
         self.start_item()

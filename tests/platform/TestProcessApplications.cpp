@@ -49,6 +49,7 @@ private Q_SLOTS:
     void processesThatAreGone_tellNothing();
     void parentsInACircle_endTheWalk();
     void hugeEnvironment_isRead();
+    void variable_isThatOfTheProcessAlone();
     void sandbox_isNamedWithoutAnEntry_unlessTheNameIsNone_data();
     void sandbox_isNamedWithoutAnEntry_unlessTheNameIsNone();
     void sandboxFile_thatIsNoFile_isNotWaitedFor_data();
@@ -288,6 +289,17 @@ void TestProcessApplications::hugeEnvironment_isRead() {
         "GIO_LAUNCHED_DESKTOP_FILE=" + QFile::encodeName(m_folder->filePath("share/applications/org.mail.App.desktop"));
     add(10, {.environment = QByteArray(1 << 20, 'x') + '\0' + file + '\0' + "GIO_LAUNCHED_DESKTOP_FILE_PID=10"});
     QCOMPARE(applicationOf(10), QString("org.mail.App"));
+}
+
+void TestProcessApplications::variable_isThatOfTheProcessAlone() {
+    add(10, {.environment = variables({"ROUND=1"})});
+    add(20, {.parent = 10, .environment = variables({"AROUND=2", "ROUNDS=3", "A=ROUND=4"})});
+    add(30, {.environment = variables({"A=", "ROUND=a=b c", "ROUND=5"})});
+    QCOMPARE(m_applications->variableOf(10, "ROUND"), QByteArray("1"));
+    QCOMPARE(m_applications->variableOf(20, "ROUND"), QByteArray());
+    QCOMPARE(m_applications->variableOf(30, "ROUND"), QByteArray("a=b c"));
+    QCOMPARE(m_applications->variableOf(30, "A"), QByteArray());
+    QCOMPARE(m_applications->variableOf(40, "ROUND"), QByteArray());
 }
 
 void TestProcessApplications::sandbox_isNamedWithoutAnEntry_unlessTheNameIsNone_data() {

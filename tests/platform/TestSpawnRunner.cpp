@@ -90,14 +90,17 @@ void TestSpawnRunner::start_passesArgumentsByteForByte() {
 }
 
 void TestSpawnRunner::start_givesALaunchContext_andHidesTheProgramsOwn() {
-    for (const char* const own : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID", "GIO_LAUNCHED_DESKTOP_FILE",
-                                  "GIO_LAUNCHED_DESKTOP_FILE_PID", "DBUS_STARTER_ADDRESS", "DBUS_STARTER_BUS_TYPE"})
+    for (const char* const own :
+         {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID", "GIO_LAUNCHED_DESKTOP_FILE", "GIO_LAUNCHED_DESKTOP_FILE_PID",
+          "DBUS_STARTER_ADDRESS", "DBUS_STARTER_BUS_TYPE", "VANTOREL_ROUND"})
         qputenv(own, "own");
     qputenv("KEPT", "yes");
-    const QByteArray script = "env | grep -E '^(XDG_ACT|DESKTOP_STARTUP|GIO_L|DBUS_STARTER|KEPT)' | sort >&2; exit 1";
+    const QByteArray script =
+        "env | grep -E '^(XDG_ACT|DESKTOP_STARTUP|GIO_L|DBUS_STARTER|VANTOREL_R|KEPT)' | sort >&2; exit 1";
     QCOMPARE(run(script).standardError, QByteArray("KEPT=yes\n"));
-    m_context = {.activationToken = "token", .startupID = "id"};
-    QCOMPARE(run(script).standardError, QByteArray("DESKTOP_STARTUP_ID=id\nKEPT=yes\nXDG_ACTIVATION_TOKEN=token\n"));
+    m_context = {.activationToken = "token", .startupID = "id", .round = "1 2 3"};
+    QCOMPARE(run(script).standardError,
+             QByteArray("DESKTOP_STARTUP_ID=id\nKEPT=yes\nVANTOREL_ROUND=1 2 3\nXDG_ACTIVATION_TOKEN=token\n"));
 }
 
 void TestSpawnRunner::start_leavesDefaultSignals() {

@@ -39,7 +39,7 @@ constexpr int kPatienceMs = 20000;
 /// A watcher that does what a test has it do.
 class Watcher : public QDBusVirtualObject {
 public:
-    enum class Answers { rightly, never, withErrors, withNonsense };
+    enum class Answers { rightly, never, withErrors, withNonsense, withRefusals };
 
     explicit Watcher(const PrivateBus& bus) : m_bus(bus.connect()) {
         m_bus.registerVirtualObject("/StatusNotifierWatcher", this);
@@ -69,7 +69,9 @@ public:
             items.append(message.service() + message.arguments().at(0).toString());
             if (answers == Answers::rightly)
                 m_bus.send(message.createReply());
-        } else if (message.member() == "Get" && answers == Answers::rightly) {
+            else if (answers == Answers::withRefusals)
+                m_bus.send(message.createErrorReply("org.example.Error", "no room"));
+        } else if (message.member() == "Get" && (answers == Answers::rightly || answers == Answers::withRefusals)) {
             questions += 1;
             m_bus.send(message.createReply(QVariant::fromValue(QDBusVariant(hasHost))));
         }
@@ -212,6 +214,7 @@ private Q_SLOTS:
     void tray_standsIn_whileNoBarIsOnTheBus();
     void tray_standsIn_forAWatcherThatAnswersErrors();
     void tray_standsIn_forAWatcherThatAnswersNonsense();
+    void tray_standsIn_forAWatcherThatRefusesTheItem();
     void tray_standsIn_forAWatcherThatIsSilent_untilItSpeaks();
     void tray_waits_forTheFirstAnswer();
     void properties_haveTheirTypes_data();
@@ -231,7 +234,7 @@ private Q_SLOTS:
     void menu_isAskedFor_onlyWhenABarAsks();
     void menu_hasItsLayout();
     void menu_tellsSingleLines();
-    void menu_doesWhatIsClicked_afterTheAnswer();
+    void menu_doesWhatIsClicked();
     void menu_refusesLinesThatAreNotThere();
     void menu_tellsWhenItHasChanged();
     void symbols_areThere_inAllSizes();
@@ -332,6 +335,19 @@ void TestStatusNotifierItem::tray_standsIn_forAWatcherThatAnswersNonsense() {
     watcher.appear();
     desktop.show();
     QTRY_VERIFY(desktop.tray.isShown);
+}
+
+void TestStatusNotifierItem::tray_standsIn_forAWatcherThatRefusesTheItem() {
+    Desktop desktop;
+    Watcher watcher(desktop.bus);
+    watcher.answers = Watcher::Answers::withRefusals;
+    watcher.appear();
+    desktop.show();
+    QTRY_VERIFY(desktop.tray.isShown);
+    watcher.setHost(true);
+    QTRY_COMPARE(watcher.questions, 2);
+    QTest::qWait(50);
+    QVERIFY(desktop.tray.isShown);
 }
 
 void TestStatusNotifierItem::tray_standsIn_forAWatcherThatIsSilent_untilItSpeaks() {
@@ -635,7 +651,7 @@ void TestStatusNotifierItem::menu_tellsSingleLines() {
     QCOMPARE(desktop.callMenu("GetProperty", {1, "no-such"}).type(), QDBusMessage::ErrorMessage);
 }
 
-void TestStatusNotifierItem::menu_doesWhatIsClicked_afterTheAnswer() {
+void TestStatusNotifierItem::menu_doesWhatIsClicked() {
     Desktop desktop;
     desktop.show();
     const auto event = [](int id, const QString& name) {

@@ -9,12 +9,13 @@
 namespace vantorel {
 
 std::vector<std::string> childEnvironment() {
-    constexpr std::array<std::string_view, 8> kOwn = {"XDG_ACTIVATION_TOKEN",
+    constexpr std::array<std::string_view, 9> kOwn = {"XDG_ACTIVATION_TOKEN",
                                                       "DESKTOP_STARTUP_ID",
                                                       "GIO_LAUNCHED_DESKTOP_FILE",
                                                       "GIO_LAUNCHED_DESKTOP_FILE_PID",
                                                       "DBUS_STARTER_ADDRESS",
                                                       "DBUS_STARTER_BUS_TYPE",
+                                                      "QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT",
                                                       "VANTOREL_ROUND",
                                                       "VANTOREL_TURN"};
     std::vector<std::string> variables;

@@ -13,7 +13,8 @@ class RulesStore;
 
 /// com.qorbex.Vantorel.Debug on the bus: what became of the last link, for people who find out why a link went where
 /// it did, and what is installed. Answers only while debug mode is on, so that no other program can watch links behind
-/// the user's back. No method takes arguments: the bus library answers a call with any with UnknownMethod.
+/// the user's back. No method takes arguments. A call with any changes nothing: the bus library
+/// answers it with UnknownMethod or passes them over.
 class DebugAdaptor : public QDBusAbstractAdaptor {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.qorbex.Vantorel.Debug")

@@ -79,9 +79,9 @@ void DesktopStatusItem::setMenu(std::function<QList<Entry>()> entries) {
     m_menu.setEntries(m_entries);
 }
 
-// While a watcher has not answered yet, everything stays as it is.
+// Not called before the first watcher has answered, so that no icon moves at the start.
 void DesktopStatusItem::chooseBar() {
-    if (!m_tray || m_watcher.hosts() == StatusWatcher::Hosts::unknown)
+    if (!m_tray)
         return;
     if (m_watcher.hosts() == StatusWatcher::Hosts::none)
         m_tray->show();

@@ -19,7 +19,7 @@ class StatusWatcher : public QObject {
     Q_OBJECT
 
 public:
-    enum class Hosts { unknown, none, some };
+    enum class Hosts { unknown, none, some }; ///< unknown until the first answer, and never again
 
     StatusWatcher(QDBusConnection bus, QString itemPath);
 

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include <poll.h>
+#include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -266,6 +267,7 @@ void X11ClickMonitor::stop() {
 }
 
 void X11ClickMonitor::run(Watch& watch) {
+    pthread_setname_np(pthread_self(), "click monitor");
     Server server(watch.display.constData(), watch.own);
     if (!server.listen())
         return;

@@ -83,21 +83,25 @@ void X11Display::bringToFront(const QWindow& window, const QByteArray& startupID
     xcb_flush(qt);
 }
 
-// Qt keeps what it does not know of the state, and adds its own.
-void X11Display::keepOnAllWorkspaces(const QWindow& window) {
+// Qt keeps what it does not know of the state, and adds its own. The type is not that of a tool, as Qt has it: some
+// window managers hide a program's tools while it is not active, which ours never is.
+void X11Display::markAsPanel(const QWindow& window) {
     xcb_connection_t* const qt = connection();
     if (!qt)
         return;
-    const auto atoms = interned<5>(qt,
-                                   {"_NET_WM_STATE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR",
-                                    "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_DESKTOP"});
+    const auto atoms = interned<8>(
+        qt,
+        {"_NET_WM_STATE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER",
+         "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_NOTIFICATION", "_NET_WM_WINDOW_TYPE_UTILITY", "_NET_WM_DESKTOP"});
     if (!atoms)
         return;
-    const auto [state, sticky, skipTaskbar, skipPager, desktop] = *atoms;
+    const auto [state, sticky, skipTaskbar, skipPager, type, notification, utility, desktop] = *atoms;
     const std::array states = {sticky, skipTaskbar, skipPager};
+    const std::array types = {notification, utility}; // the second for those who do not know the first
     constexpr uint32_t kEveryDesktop = 0xFFFFFFFF;
     const auto id = static_cast<xcb_window_t>(window.winId());
     xcb_change_property(qt, XCB_PROP_MODE_REPLACE, id, state, XCB_ATOM_ATOM, 32, states.size(), states.data());
+    xcb_change_property(qt, XCB_PROP_MODE_REPLACE, id, type, XCB_ATOM_ATOM, 32, types.size(), types.data());
     xcb_change_property(qt, XCB_PROP_MODE_REPLACE, id, desktop, XCB_ATOM_CARDINAL, 32, 1, &kEveryDesktop);
 }
 

@@ -20,9 +20,9 @@ bool answers(std::chrono::milliseconds patience);
 /// `startupID` is what came with the click, and may be empty. Does nothing where Qt's windows are on no X server.
 void bringToFront(const QWindow& window, const QByteArray& startupID);
 
-/// Puts a window that is made and not shown on every workspace, and keeps it out of lists of windows. To be called
-/// before each time it is shown: window managers forget it. Does nothing where Qt's windows are on no X server.
-void keepOnAllWorkspaces(const QWindow& window);
+/// Has a window, which is made and not shown, on every workspace and in no list of windows. To be called before each
+/// time it is shown: window managers forget it. Does nothing where Qt's windows are on no X server.
+void markAsPanel(const QWindow& window);
 
 /// Qt's own; null where its windows are on no X server.
 xcb_connection_t* connection();

@@ -90,7 +90,8 @@ struct X11TrayIcon::Icon {
 };
 
 std::unique_ptr<X11TrayIcon::Server> X11TrayIcon::Server::find() {
-    const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    const auto* const application = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
+    const auto* const x11 = application ? application->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     if (!x11 || !x11->connection())
         return nullptr;
     auto server = std::make_unique<Server>();

@@ -59,6 +59,28 @@ def parent_of(pid):
     return int(raw.rpartition(b")")[2].split()[1]) if raw else None
 
 
+def threads_of(pid):
+    """Thread -> its name."""
+    names = {int(task): read_bytes(f"/proc/{pid}/task/{task}/comm") for task in os.listdir(f"/proc/{pid}/task")}
+    return {task: name.decode().strip() for task, name in names.items() if name}
+
+
+def switches_of(pid):
+    """Thread -> how often it has left the processor, of its own will or not. A thread that sleeps stays as it is."""
+    switches = {}
+    for task in os.listdir(f"/proc/{pid}/task"):
+        status = read_bytes(f"/proc/{pid}/task/{task}/status")
+        if status:
+            switches[int(task)] = sum(int(line.split()[1]) for line in status.splitlines() if b"ctxt_switches:" in line)
+    return switches
+
+
+def wake_ups_between(before, after):
+    """How often a process woke up between two results of `switches_of`. One that has begun or ended has done so too."""
+    return sum(max(after[task] - before[task], 0) if task in before and task in after else 1
+               for task in before.keys() | after.keys())
+
+
 def is_running(pid):
     return state_of(pid) not in (None, "Z", "X")
 

@@ -1,0 +1,58 @@
+"""With nothing to do the program sleeps: it wakes up for what happens, never for the time."""
+
+import time
+
+from harness import processes
+from harness.case import BROWSER, DesktopTest, main
+from harness.processes import wait_until
+
+LINK = "https://example.test/"
+AT_REST = 1.0  # seconds without a wake-up, after which what it was started for is done
+QUIET = 5.0  # longer than any period that a timer of a program of this kind has
+
+
+class Idle(DesktopTest):
+    def come_to_rest(self, router):
+        """Until it has slept for a while."""
+        seen = [processes.switches_of(router.pid), time.monotonic()]
+
+        def rests():
+            now = processes.switches_of(router.pid)
+            if now != seen[0]:
+                seen[:] = [now, time.monotonic()]
+            return time.monotonic() - seen[1] > AT_REST
+
+        wait_until(rests, "the program to come to rest", detail=lambda: str(seen[0]))
+
+    def assert_sleeps(self, router, when):
+        self.come_to_rest(router)
+        # One that waits for more work gives up by the clock.
+        self.assertNotIn("Thread (pooled)", processes.threads_of(router.pid).values(), when)
+        before = processes.switches_of(router.pid)
+        time.sleep(QUIET)
+        after = processes.switches_of(router.pid)
+        self.assertEqual(processes.wake_ups_between(before, after), 0, f"{when}\n{before}\n{after}")
+
+    def sleeps(self, **options):
+        desktop = self.desktop(**options)
+        desktop.write_settings(fallback=BROWSER)
+        router = desktop.start_router()
+        self.assert_sleeps(router, "after the start")
+        desktop.open_links(LINK)
+        desktop.wait_for_launches(1)
+        self.assert_sleeps(router, "after a link")
+        desktop.add_browser("org.example.Later")
+        self.assert_sleeps(router, "after a new application")
+
+    def test_without_a_display(self):
+        self.sleeps()
+
+    def test_with_a_display(self):
+        self.sleeps(display=True)
+
+    def test_under_wayland(self):
+        self.sleeps(compositor="sway")
+
+
+if __name__ == "__main__":
+    main()
