@@ -26,6 +26,7 @@
 #include "platform/freedesktop/SessionActivationSource.h"
 #include "platform/freedesktop/SpawnRunner.h"
 #include "platform/freedesktop/WindowApplications.h"
+#include "platform/wayland/WaylandPanelSurface.h"
 #include "platform/wayland/WlrActivationSource.h"
 #include "platform/x11/WindowPanelSurface.h"
 #include "platform/x11/X11ActivationSource.h"
@@ -102,6 +103,19 @@ ActivationSource* makeActivationSource() {
 ActivationSource& activationSource() {
     static auto& source = *makeActivationSource();
     return source;
+}
+
+bool isOnWayland() {
+    return QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
+// One object for both: there, only the panel itself learns of presses elsewhere.
+std::shared_ptr<WaylandPanelSurface> waylandPanel() {
+    static std::weak_ptr<WaylandPanelSurface> known;
+    auto panel = known.lock();
+    if (!panel)
+        known = panel = std::make_shared<WaylandPanelSurface>();
+    return panel;
 }
 
 // For a portal that runs and is slow: the window then changes its colours a little later.
@@ -225,14 +239,18 @@ std::unique_ptr<StatusItem> makeStatusItem() {
                                                std::make_unique<X11TrayIcon>());
 }
 
-std::unique_ptr<ClickMonitor> makeClickMonitor() {
+std::shared_ptr<ClickMonitor> makeClickMonitor() {
+    if (isOnWayland())
+        return waylandPanel();
     if (!X11Display::connection())
         return nullptr;
-    return std::make_unique<X11ClickMonitor>(qgetenv("DISPLAY"));
+    return std::make_shared<X11ClickMonitor>(qgetenv("DISPLAY"));
 }
 
-std::unique_ptr<PanelSurface> makePanelSurface() {
-    return std::make_unique<WindowPanelSurface>();
+std::shared_ptr<PanelSurface> makePanelSurface() {
+    if (isOnWayland())
+        return waylandPanel();
+    return std::make_shared<WindowPanelSurface>();
 }
 
 void prepareTexts() {

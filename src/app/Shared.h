@@ -45,8 +45,8 @@ void observeNoFallback(std::function<void()> observer);
 
 /// What the menu bar is made of; null where the desktop has no such thing.
 std::unique_ptr<StatusItem> makeStatusItem();
-std::unique_ptr<ClickMonitor> makeClickMonitor();
-std::unique_ptr<PanelSurface> makePanelSurface();
+std::shared_ptr<ClickMonitor> makeClickMonitor();
+std::shared_ptr<PanelSurface> makePanelSurface();
 
 /// Sees to the language of all texts; only the first call does anything.
 void prepareTexts();

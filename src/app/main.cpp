@@ -19,6 +19,7 @@
 #include "platform/freedesktop/RunningInstance.h"
 #include "platform/freedesktop/SystemLog.h"
 #include "platform/freedesktop/TerminationSignals.h"
+#include "platform/wayland/LayerShell.h"
 #include "routing/Link.h"
 #include "routing/RulesEngine.h"
 #include "routing/RulesStore.h"
@@ -124,6 +125,7 @@ std::unique_ptr<QCoreApplication> makeApplication(const std::optional<QByteArray
     // Qt would take the startup id of a link for that of its first window, whenever that comes.
     const QByteArray startupID = qgetenv("DESKTOP_STARTUP_ID");
     qunsetenv("DESKTOP_STARTUP_ID");
+    LayerSurface::prepareProcess();
     QGuiApplication::setDesktopFileName(kBusName);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     auto application = std::make_unique<QApplication>(count, arguments);

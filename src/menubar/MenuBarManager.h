@@ -30,10 +30,10 @@ public:
     struct Collaborators {
         /// Null where there can be no icon.
         std::function<std::unique_ptr<StatusItem>()> makeStatusItem = {};
-        /// Null where the desktop does not tell of presses elsewhere.
-        std::function<std::unique_ptr<ClickMonitor>()> makeEventMonitor = {};
+        /// Null where the desktop does not tell of presses elsewhere. May be the same object as the panel's surface.
+        std::function<std::shared_ptr<ClickMonitor>()> makeEventMonitor = {};
         /// Called when the panel is opened for the first time.
-        std::function<std::unique_ptr<PanelSurface>()> makePanelSurface = {};
+        std::function<std::shared_ptr<PanelSurface>()> makePanelSurface = {};
         /// What the panel shows, made anew for each opening. `openSettings` may be called while it lives.
         std::function<QWidget*(std::function<void()> openSettings)> makeMenuBarView = {};
         /// What the settings window shows; called once at most.
@@ -87,9 +87,9 @@ private:
     std::unique_ptr<MenuBarPanel> m_panel;
     std::function<QWidget*()> m_panelController; // gives the panel's content
     std::unique_ptr<QWidget> m_settingsWindow;
-    std::unique_ptr<ClickMonitor> m_eventMonitor;
+    std::shared_ptr<ClickMonitor> m_eventMonitor;
 
-    std::unique_ptr<PanelSurface> m_panelSurface;
+    std::shared_ptr<PanelSurface> m_panelSurface;
     StatusItem::Place m_place; // that the panel is open at
     std::optional<Dismissal> m_dismissal;
     QTimer m_dismissalEnd;

@@ -189,8 +189,8 @@ struct Rig {
                 item = made.get();
                 return made;
             },
-            .makeEventMonitor = [this, options]() -> std::unique_ptr<ClickMonitor> {
-                return options.hasMonitor ? std::make_unique<FakeClickMonitor>(monitor) : nullptr;
+            .makeEventMonitor = [this, options]() -> std::shared_ptr<ClickMonitor> {
+                return options.hasMonitor ? std::make_shared<FakeClickMonitor>(monitor) : nullptr;
             },
             .makePanelSurface = [this] { return std::make_unique<FakePanelSurface>(surface); },
             .makeMenuBarView =

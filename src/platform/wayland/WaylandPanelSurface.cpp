@@ -146,7 +146,7 @@ void WaylandPanelSurface::report() {
         this,
         [this] {
             if (m_pressed && m_panel && m_panel->isVisible())
-                m_pressed();
+                m_pressed(std::nullopt);
         },
         Qt::QueuedConnection);
 }

@@ -81,7 +81,7 @@ int main(int argc, char** argv) {
         } else if (command == QLatin1String("hide")) {
             panel->hide();
         } else if (command == QLatin1String("watch")) {
-            surface.start([&panel] {
+            surface.start([&panel](const std::optional<QPoint>& /*position*/) {
                 tell(QStringLiteral("pressed elsewhere"));
                 panel->hide();
             });
