@@ -6,6 +6,8 @@ import signal
 import subprocess
 import time
 
+from gi.repository import GLib
+
 from harness import processes, settings
 from harness.case import BROWSER, OTHER_BROWSER, main
 from harness.processes import wait_until
@@ -13,6 +15,7 @@ from harness.settings import rule
 from harness.trays import LEFT, MIDDLE, RIGHT, FakeTray, Trayer, XfcePanel
 from harness.windows import activate_x11
 from settings_window import CHAT, MAIL, SettingsWindowTest, numbered_rules
+from test_window import Colors
 
 LINK = "https://example.test/page"
 SCREEN = (1024, 768)
@@ -108,6 +111,12 @@ class Opening:
     """What holds in every real bar; BAR says which."""
 
     BAR = None
+
+    LIGHT, DARK = Colors.LIGHT, Colors.DARK
+    start_portal = Colors.start_portal
+    choose = Colors.choose
+    color = Colors.color
+    wait_for_color = Colors.wait_for_color
 
     def start_here(self, *rules, **options):
         self.start_in(self.BAR, *rules, **options)
@@ -249,6 +258,16 @@ class Opening:
         self.private.wait_for_launches(1)
         self.bar.start()
         self.open_panel()
+
+    def test_follows_the_desktop_from_light_to_dark(self):
+        # Without assistive technology, which would teach the toolkit the types of the portal.
+        self.start_here(environment={"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "0"})
+        self.start_portal()
+        self.bar.click()
+        panel = self.wait_for_panel()
+        self.wait_for_color(panel, self.LIGHT)
+        self.choose("color-scheme", GLib.Variant("u", 1))
+        self.wait_for_color(panel, self.DARK)
 
     def test_warning_is_seen_for_three_seconds(self):
         self.start_here(values={"fallback": None})
@@ -469,6 +488,9 @@ class SlowDisplay(MenuBarTest):
         self.wait_for_panel()
         self.private.open_links(LINK, start=False)
         self.private.wait_for_launches(2)
+
+
+del Colors  # its tests run where they stand
 
 
 if __name__ == "__main__":

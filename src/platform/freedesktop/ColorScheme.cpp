@@ -48,6 +48,8 @@ constexpr std::chrono::milliseconds kFirstShow{100};
 ColorScheme::ColorScheme(QDBusConnection bus) : m_bus(std::move(bus)) { }
 
 void ColorScheme::start(std::chrono::milliseconds patience) {
+    // Qt knows the slot's types by their names alone, and drops the signal when nobody has used this one before.
+    qRegisterMetaType<QDBusVariant>();
     m_bus.connect(kService, kPath, kInterface, QStringLiteral("SettingChanged"), this,
                   SLOT(onSettingChanged(QString, QString, QDBusVariant)));
     // A portal that runs answers at once. One that does not is started, but only when the window is there: its start
