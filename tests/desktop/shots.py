@@ -317,10 +317,12 @@ def _focus(window):
 _SOME = _some_rules()
 _LINK = "https://wiki.example.net/handbook/how-we-work-together-when-we-are-far-apart"
 _LONG_NAMES = [
-    rule(browser("Meridian"), "meet.example.com", "Domain", "Meetings with everybody who has anything to do with the new building"),
+    rule(browser("Meridian"), "meet.example.com", "Domain",
+         "Meetings with everybody who has anything to do with the new building"),
     rule("com.example.a-browser-that-is-not-installed-and-has-a-name-without-end", "/x/", "Contains", "Gone"),
     rule(browser("Thicket"), "https://tracker.example.org/projects/a/very/long/address/that/does/not/fit", "Starts With"),
-    rule(browser("Lantern"), "", "Contains", "", "org.example.an-application-with-a-name-that-is-longer-than-the-panel-is-wide"),
+    rule(browser("Lantern"), "", "Contains", "",
+         "org.example.an-application-with-a-name-that-is-longer-than-the-panel-is-wide"),
     rule(browser("Harbor"), "", "Contains", "", application("Letters")),
 ]
 
