@@ -22,6 +22,7 @@ from harness.desktop import APPLICATION, DEBUG, PROGRAM_ID, PrivateDesktop
 from harness.processes import wait_until
 from harness.settings import rule
 from harness.trays import BAR_HEIGHT, FakeTray, XfcePanel
+from harness.windows import search_x11
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PICTURES = os.path.join(ROOT, "docs", "pictures")
@@ -559,8 +560,8 @@ class Studio:
     def _open_settings(self):
         desktop = self._desktop
         wait_until(self._activate, "the program to show its window", detail=desktop.describe)
-        search = ["xdotool", "search", "--onlyvisible", "--class", "^vantorel$"]
-        found = wait_until(lambda: desktop.run(search).stdout.split(), "the window", detail=desktop.describe)[0].decode()
+        found = wait_until(lambda: search_x11(desktop, "--class", "^vantorel$"), "the window", detail=desktop.describe)
+        found = str(found[0])
         wait_until(lambda: desktop.run(["xdotool", "getactivewindow"]).stdout.decode().strip() == found,
                    "the window to be active", detail=desktop.describe)
         return Window(desktop, found)
@@ -571,8 +572,7 @@ class Studio:
         bar.activate(int(SCREEN.split("x")[0]) // 2, BAR_HEIGHT // 2)
 
         def panel():
-            found = desktop.run(["xdotool", "search", "--onlyvisible", "--name", "^Vantorel$"]).stdout.decode().split()
-            windows = [Window(desktop, each) for each in found]
+            windows = [Window(desktop, str(each)) for each in search_x11(desktop, "--name", "^Vantorel$")]
             return next((window for window in windows if window.width >= PANEL_WIDTH), None)
 
         return wait_until(panel, "the panel", detail=desktop.describe)

@@ -9,6 +9,7 @@ from harness import processes
 from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main
 from harness.desktop import stage_folder
 from harness.processes import wait_until
+from harness.windows import search_x11
 
 LINK = "https://example.test/a%7Eb?q=%41"
 
@@ -22,7 +23,7 @@ def autostart_command():
 class Autostart(DesktopTest):
     def windows(self, desktop):
         """All windows of the program, also those that are not shown."""
-        return desktop.run(["xdotool", "search", "--name", "^Vantorel \\S+ Settings$"]).stdout.split()
+        return search_x11(desktop, "--name", "^Vantorel \\S+ Settings$", visible=False)
 
     def test_starts_without_windows_and_takes_links(self):
         desktop = self.desktop(display=True)

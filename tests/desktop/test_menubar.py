@@ -13,7 +13,7 @@ from harness.case import BROWSER, OTHER_BROWSER, main
 from harness.processes import wait_until
 from harness.settings import rule
 from harness.trays import LEFT, MIDDLE, RIGHT, FakeTray, Trayer, XfcePanel
-from harness.windows import activate_x11
+from harness.windows import activate_x11, search_x11
 from settings_window import CHAT, MAIL, SettingsWindowTest, numbered_rules
 from test_window import Colors
 
@@ -40,8 +40,7 @@ class MenuBarTest(SettingsWindowTest):
 
     def panels(self):
         """Ids of the visible panels; tiny windows that toolkits name after the program are none."""
-        search = ["xdotool", "search", "--onlyvisible", "--name", "^Vantorel$"]
-        found = [int(line) for line in self.private.run(search).stdout.split()]
+        found = search_x11(self.private, "--name", "^Vantorel$")
         return [window for window in found if self.size_of(window) >= (290, 180)]
 
     def size_of(self, window):
@@ -97,8 +96,7 @@ class MenuBarTest(SettingsWindowTest):
         self.typed = os.path.join(self.private.logs, "typed")
         self.private.spawn(["xterm", "-T", "terminal", "-geometry", "60x10+40+400", "-e", "sh", "-c",
                             f"cat > {self.typed}"], stderr=subprocess.DEVNULL)
-        search = ["xdotool", "search", "--onlyvisible", "--name", "^terminal$"]
-        window = int(wait_until(lambda: self.private.run(search).stdout.split(), "the terminal")[0])
+        [window] = wait_until(lambda: search_x11(self.private, "--name", "^terminal$"), "the terminal")
         activate_x11(self.private, window)
         return window
 

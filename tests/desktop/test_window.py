@@ -14,6 +14,7 @@ from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main, sender
 from harness.desktop import APPLICATION
 from harness.processes import wait_until
 from harness.watch import FolderWatch
+from harness.windows import search_x11
 
 LINK = "https://example.test/page"
 TITLE = "Vantorel \u2014 Settings"
@@ -54,8 +55,7 @@ class WindowTest(DesktopTest):
 
     def windows(self, visible=True):
         """Ids of the settings windows."""
-        search = ["xdotool", "search", *(["--onlyvisible"] if visible else []), "--name", f"^{TITLE}$"]
-        return [int(line) for line in self.private.run(search).stdout.split()]
+        return search_x11(self.private, "--name", f"^{TITLE}$", visible=visible)
 
     def window(self):
         found = wait_until(self.windows, "the settings window", detail=self.private.describe)
@@ -199,8 +199,7 @@ class SettingsWindow(WindowTest):
 
     def terminal(self):
         self.private.spawn(["xterm", "-T", "terminal", "-e", "sleep", "9999"], stderr=subprocess.DEVNULL)
-        search = ["xdotool", "search", "--onlyvisible", "--name", "^terminal$"]
-        return int(wait_until(lambda: self.private.run(search).stdout.split(), "the terminal")[-1])
+        return wait_until(lambda: search_x11(self.private, "--name", "^terminal$"), "the terminal")[-1]
 
     def test_comes_back_from_being_minimized(self):
         self.prepared().start_router()

@@ -15,6 +15,7 @@ from gi.repository import GLib
 
 from . import processes
 from .processes import wait_until
+from .windows import search_x11
 
 WATCHER = "org.kde.StatusNotifierWatcher"
 WATCHER_PATH = "/StatusNotifierWatcher"
@@ -119,7 +120,7 @@ class _Bar:
 
     def _windows_of_class(self, name):
         """Ids of the windows of that class, in pieces that are not on the screen as well."""
-        return [int(line) for line in self._private.run(["xdotool", "search", "--class", f"^{name}$"]).stdout.split()]
+        return search_x11(self._private, "--class", f"^{name}$", visible=False)
 
     def icon(self):
         """The rectangle of the one icon in the bar, once there is one and it stays where it is."""

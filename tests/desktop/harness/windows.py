@@ -15,6 +15,15 @@ def activate_x11(private, window):
     wait_until(is_active, f"the window {window} to be active", detail=private.describe)
 
 
+def search_x11(private, *criteria, visible=True):
+    """The ids of the windows that xdotool finds by these criteria. It gives up when any window of the screen vanishes
+    while it looks; that says nothing about ours."""
+    while True:
+        found = private.run(["xdotool", "search", *(["--onlyvisible"] if visible else []), *criteria])
+        if b"X Error" not in found.stderr:
+            return [int(line) for line in found.stdout.split()]
+
+
 class X11Windows:
     """Windows by their titles, on an X server with a window manager."""
 
