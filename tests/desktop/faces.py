@@ -182,6 +182,9 @@ class Faces:
 
     def _open_panel(self):
         """By a real click; returns its window and where that is."""
+        if self._panels():  # left open by a face that was not as it should be
+            self._bar.click()
+            self._wait(lambda: not self._panels(), "the panel to be closed")
         self._bar.click()
         panels = self._wait(self._panels, "the panel")
         if len(panels) != 1:
