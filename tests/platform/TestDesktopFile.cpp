@@ -100,6 +100,10 @@ void TestDesktopFile::agreesWithGLib_data() {
     row("without a last line end", head + "Exec=web %u");
     row("with carriage returns", "[Desktop Entry]\r\nType=Application\r\nName=Web\r\nHidden=true\r\n");
     row("blanks around", "  [Desktop Entry] \t\n  Type = Application \n\tName\t=\t Web  \nHidden=true  \n");
+    row("other blanks around", "\f[Desktop Entry]\nType=\f\rApplication\nName\f=Web\nHidden=true\f\n");
+    row("vertical tab before the group", '\v' + head);
+    row("vertical tabs around values", head + "Exec=\vweb\nHidden=true\v\n");
+    row("vertical tab on a line of its own", head + "\v\n");
     row("blanks in a key", head + "Ex ec=web\n");
     row("comments and empty lines", "# first\n\n  # second\n" + head + "\n#Exec=other\nExec=web\n");
     row("other groups", head + "[Desktop Action new]\nName=New\nExec=new\nHidden=true\n");

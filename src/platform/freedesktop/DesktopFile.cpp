@@ -24,8 +24,9 @@ constexpr std::array<std::string_view, DesktopFile::kKeyCount> kKeys = {
     "StartupWMClass",
 };
 
+// As GLib has it, for which a vertical tab is none.
 bool isBlank(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
+    return c == ' ' || c == '\t' || c == '\n' || c == '\f' || c == '\r';
 }
 
 std::string_view withoutBlanksBefore(std::string_view text) {
