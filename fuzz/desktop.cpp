@@ -119,6 +119,12 @@ Arguments replaced(Arguments arguments, const std::string& from, const std::stri
 void checkExpansion(const DesktopEntry& entry, const std::string& end) {
     const std::string plain = "https://plain.d41d8cd98f00.test/";
     const std::string hostile = "https://hostile.b204e9800998.test/" + end;
+    // The fuzzer finds out what is compared here, and writes it into the entry.
+    const Arguments own = {entry.name, entry.icon, entry.path};
+    for (const char* const part : {"plain.d41d8cd98f00", "hostile.b204e9800998"}) {
+        if (occurrences(entry.command, part) > 0 || occurrences(own, part) > 0)
+            return;
+    }
     std::string whyNot;
     const auto withPlain = expandExec(entry, plain, whyNot);
     CHECK(withPlain.has_value() == whyNot.empty());

@@ -1,4 +1,4 @@
-// Links, from any bytes. Two parsers of other makes have a say in what is one and what its host is.
+// Links, a line each, from any bytes. Two parsers of other makes have a say in what is one and what its host is.
 
 #include "Fuzz.h"
 #include "Text.h"
@@ -143,9 +143,10 @@ void checkLocalFile(const QByteArray& path) {
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const QByteArray received = fuzz::array(fuzz::bytes(data, size));
-    checkParse(received);
-    if (!received.contains('\0'))
-        checkLocalFile('/' + received);
+    const QByteArray lines = fuzz::array(fuzz::bytes(data, size));
+    for (const QByteArray& line : lines.split('\n'))
+        checkParse(line);
+    if (!lines.contains('\0'))
+        checkLocalFile('/' + lines);
     return 0;
 }
