@@ -118,7 +118,10 @@ void checkParse(const QByteArray& received) {
     CHECK(link->absoluteString().toLatin1() == link->absoluteString().toUtf8()); // ASCII
     const QByteArray text = link->absoluteString().toLatin1();
     const auto encoded = secondOpinion(text);
-    CHECK(encoded && isURI(text));
+    CHECK(isURI(text));
+    if (text.contains("[V")) // of future addresses the other parser knows the small letter alone
+        return;
+    CHECK(encoded);
     CHECK(!isPlain || text == received); // and stays as it is
     CHECK(onlyEncodes(received, text));
     CHECK(!encoded->has_authority() || onlyEncodes(placeOf(received), placeOf(text)));
