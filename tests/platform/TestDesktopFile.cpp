@@ -99,6 +99,9 @@ void TestDesktopFile::agreesWithGLib_data() {
     row("plain", head + "Exec=web %u\n");
     row("without a last line end", head + "Exec=web %u");
     row("with carriage returns", "[Desktop Entry]\r\nType=Application\r\nName=Web\r\nHidden=true\r\n");
+    row("carriage return at the very end, of a group", "[Desktop Entry]\r");
+    row("carriage return at the very end, of a value", head + "Exec=web\r");
+    row("carriage return at the very end, on a line of its own", head + "\r");
     row("blanks around", "  [Desktop Entry] \t\n  Type = Application \n\tName\t=\t Web  \nHidden=true  \n");
     row("other blanks around", "\f[Desktop Entry]\nType=\f\rApplication\nName\f=Web\nHidden=true\f\n");
     row("vertical tab before the group", '\v' + head);

@@ -195,7 +195,7 @@ const char* DesktopFile::parseLines(const std::vector<std::string>& languages) {
         const auto end = std::min(text.find('\n', start), text.size());
         auto line = text.substr(start, end - start);
         start = end + 1;
-        if (line.ends_with('\r')) {
+        if (end < text.size() && line.ends_with('\r')) { // a part of a line end, and of no other
             line.remove_suffix(1);
         }
         line = withoutBlanksBefore(line);
