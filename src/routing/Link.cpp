@@ -173,7 +173,8 @@ bool hasControlCharacter(const QByteArray& text) {
 }
 
 QString decoded(const QByteArray& host) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    using Flag = QStringDecoder::Flag;
+    QStringDecoder decoder(QStringDecoder::Utf8, Flag::Stateless | Flag::ConvertInitialBom); // which is no other host
     const QString text = decoder.decode(QByteArray::fromPercentEncoding(host));
     return decoder.hasError() ? QString::fromLatin1(host) : text;
 }

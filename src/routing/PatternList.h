@@ -17,14 +17,14 @@ constexpr bool isLineBreak(char16_t c) {
 /// The values are views into the text: nothing is copied, because this runs for every rule at every link.
 template <typename Accept> bool anyPattern(QStringView text, Accept&& accept) {
     const char16_t* const end = text.utf16() + text.size();
-    for (const char16_t* start = text.utf16(); start <= end;) {
+    for (const char16_t* start = text.utf16(); start != end;) {
         const char16_t* stop = start;
-        while (stop < end && *stop != u',' && !isLineBreak(*stop))
+        while (stop != end && *stop != u',' && !isLineBreak(*stop))
             ++stop;
         const auto value = QStringView(start, stop).trimmed();
         if (!value.isEmpty() && accept(value))
             return true;
-        start = stop + 1;
+        start = stop == end ? end : stop + 1;
     }
     return false;
 }

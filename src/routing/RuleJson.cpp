@@ -81,6 +81,30 @@ QByteArray encodeRule(const Rule& rule) {
     return object.finish();
 }
 
+// QJsonDocument drops a backslash before a character that needs none, and takes control characters as they are. Where
+// JSON has no such strings the text is damaged, and what it meant is a guess.
+bool hasStandardStrings(const QByteArray& json) {
+    bool inString = false;
+    for (qsizetype i = 0; i < json.size(); ++i) {
+        const char c = json[i];
+        if (c == '"')
+            inString = !inString;
+        else if (inString && static_cast<unsigned char>(c) < 0x20)
+            return false;
+        else if (c == '\\' && (++i == json.size() || !QByteArrayView("\"\\/bfnrtu").contains(json[i])))
+            return false;
+    }
+    return true;
+}
+
+// QJsonDocument leaves out a byte order mark that a string begins with, unless it is escaped.
+QByteArray withEscapedMarks(QByteArray json) {
+    const QByteArray mark("\xef\xbb\xbf");
+    if (json.startsWith(mark))
+        json.remove(0, mark.size()); // that of the document
+    return json.replace(mark, "\\ufeff");
+}
+
 // QUuid alone would also take braces, and give the null id for text that is no id at all.
 std::optional<QUuid> decodeId(const QString& text) {
     constexpr std::array<qsizetype, 4> kHyphens = {8, 13, 18, 23};
@@ -133,8 +157,8 @@ QByteArray encodeRules(const QList<Rule>& rules) {
 }
 
 std::optional<QList<Rule>> decodeRules(const QByteArray& json) {
-    const QJsonDocument document = QJsonDocument::fromJson(json);
-    if (!document.isArray())
+    const QJsonDocument document = QJsonDocument::fromJson(withEscapedMarks(json));
+    if (!document.isArray() || !hasStandardStrings(json))
         return std::nullopt;
     const QJsonArray array = document.array();
     QList<Rule> rules;

@@ -99,7 +99,14 @@ void TestDesktopFile::agreesWithGLib_data() {
     row("plain", head + "Exec=web %u\n");
     row("without a last line end", head + "Exec=web %u");
     row("with carriage returns", "[Desktop Entry]\r\nType=Application\r\nName=Web\r\nHidden=true\r\n");
+    row("carriage return at the very end, of a group", "[Desktop Entry]\r");
+    row("carriage return at the very end, of a value", head + "Exec=web\r");
+    row("carriage return at the very end, on a line of its own", head + "\r");
     row("blanks around", "  [Desktop Entry] \t\n  Type = Application \n\tName\t=\t Web  \nHidden=true  \n");
+    row("other blanks around", "\f[Desktop Entry]\nType=\f\rApplication\nName\f=Web\nHidden=true\f\n");
+    row("vertical tab before the group", '\v' + head);
+    row("vertical tabs around values", head + "Exec=\vweb\nHidden=true\v\n");
+    row("vertical tab on a line of its own", head + "\v\n");
     row("blanks in a key", head + "Ex ec=web\n");
     row("comments and empty lines", "# first\n\n  # second\n" + head + "\n#Exec=other\nExec=web\n");
     row("other groups", head + "[Desktop Action new]\nName=New\nExec=new\nHidden=true\n");

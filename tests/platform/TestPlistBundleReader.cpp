@@ -295,6 +295,13 @@ void TestPlistBundleReader::values_thatAreMissingOrNoText_areAbsent_data() {
     QTest::newRow("too long a form, XML")
         << three("<string>\xc0\xaf</string>", text, text) << Value() << Value("a") << Value("a");
     QTest::newRow("too long a form, binary") << binaryWith({ascii("\xc0\xaf")}) << Value() << Value() << Value("Some");
+    const QString marked = QStringLiteral("\ufeff") + u'a'; // a character like any other
+    QTest::newRow("byte order mark in front, XML") << three("<string>\xef\xbb\xbf"
+                                                            "a</string>",
+                                                            text, "<string>&#xFEFF;a</string>")
+                                                   << Value(marked) << Value("a") << Value(marked);
+    QTest::newRow("byte order mark in front, binary")
+        << binaryWith({utf16({0xfeff, 'a'})}) << Value(marked) << Value() << Value("Some");
     QTest::newRow("half a pair, XML") << three(text, "<string>a&#xD800;b</string>", text) << Value("a") << Value()
                                       << Value("a");
     QTest::newRow("pair, binary") << binaryWith({utf16({'a', 0xd83d, 0xde00})}) << Value("a\U0001F600") << Value()

@@ -162,6 +162,11 @@ void TestProcessApplications::applicationOfUnit_data() {
     row("snap.my-mail.my-app-01234567-89ab-cdef-0123-456789abcdef.scope", "my-mail_my-app");
     row("snap.mail\\x2btest.app-01234567-89ab-cdef-0123-456789abcdef.scope", "mail+test_app");
     row("app-flatpak-org.mail.App-77.scope", "org.mail.App");
+    row("app-a\\x2Db\\x5c.slice", "a-b\\");
+    row("app-a\\x5.slice", "a\\x5"); // no escape: two digits are
+    row("app-a\\x+5.slice", "a\\x+5");
+    row("app-a\\x 5.slice", "a\\x 5");
+    row("app-a\\x5gb.slice", "a\\x5gb");
     row("snap.mail.scope", "(none)");
     row("snap..app-1.scope", "(none)");
     row("vte-spawn-0a1b.scope", "(none)");

@@ -261,6 +261,11 @@ void TestLink::host_data() {
     QTest::newRow("encoded letter") << QByteArray("https://ex%61mple.com/") << "example.com";
     QTest::newRow("encoded non-ASCII") << QByteArray("https://m%C3%BCnchen.de/") << QStringLiteral("münchen.de");
     QTest::newRow("non-ASCII") << QByteArray("https://m\xC3\xBCnchen.de/") << QStringLiteral("münchen.de");
+    QTest::newRow("encoded byte order mark")
+        << QByteArray("https://%EF%BB%BFexample.com/") << QStringLiteral("\ufeffexample.com");
+    QTest::newRow("byte order mark") << QByteArray("https://\xEF\xBB\xBF"
+                                                   "example.com/")
+                                     << QStringLiteral("\ufeffexample.com");
     QTest::newRow("empty authority") << QByteArray("https:///a") << "";
     QTest::newRow("only a port") << QByteArray("https://:80/") << "";
     QTest::newRow("none") << QByteArray("mailto:a@example.com") << "";

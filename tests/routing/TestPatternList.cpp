@@ -16,6 +16,7 @@ private Q_SLOTS:
 void TestPatternList::splitPatterns_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QStringList>("values");
+    QTest::newRow("null") << QString() << QStringList();
     QTest::newRow("empty") << "" << QStringList();
     QTest::newRow("one") << "a" << QStringList{"a"};
     QTest::newRow("commas, spaces, empty pieces and lines") << " a, b,,c \n\n d " << QStringList{"a", "b", "c", "d"};

@@ -123,6 +123,7 @@ void TestRuleJson::roundTrip_keepsEverything() {
                       .isEnabled = c % 2 == 0,
                       .sourceAppBundleID = c % 3 == 0 ? std::nullopt : std::optional(QString(c % 3 - 1, u'x'))});
     }
+    rules.append({.name = QStringLiteral("\ufeff"), .pattern = QStringLiteral("\ufeffa\ufeff")});
     const QByteArray json = encodeRules(rules);
     QCOMPARE(decodeRules(json), std::optional(rules));
     QCOMPARE(encodeRules(*decodeRules(json)), json);
@@ -149,7 +150,8 @@ void TestRuleJson::decode_accepts_data() {
         R"([{"isEnabled":false,"browserBundleID":"","matchType":"Regex","pattern":"","name":"",)"
         R"("id":"00000000-0000-0000-0000-000000000000"}])")
                                      << 1;
-    QTest::newRow("escapes") << QByteArray('[' + element("\"n\"", R"("A\/\n")") + ']') << 1;
+    QTest::newRow("escapes") << QByteArray('[' + element("\"n\"", R"("A\/\n\u0041\\\"\b\f\r\t")") + ']') << 1;
+    QTest::newRow("byte order mark") << QByteArray("\xEF\xBB\xBF[" + element() + ']') << 1;
 }
 
 void TestRuleJson::decode_accepts() {
@@ -177,6 +179,11 @@ void TestRuleJson::decode_refuses_data() {
     row("trailing comma", '[' + element() + ",]");
     row("not UTF-8", "[\"\xFF\"]");
     row("NUL", QByteArray("[]\0", 3));
+    changed("escape that JSON does not have", "\"n\"", R"("\q")");
+    changed("escaped quote that JSON does not have", "\"n\"", R"("\'")");
+    changed("line feed in a string", "\"n\"", "\"a\nb\"");
+    changed("control character in a string", "\"n\"", "\"\x1f\"");
+    changed("escape that JSON does not have, in an unknown key", "\"name\"", R"("\x41":1,"name")");
     for (const char* const key : {"id", "name", "pattern", "matchType", "browserBundleID", "isEnabled"}) {
         row(qPrintable(QString("no ") + key), '[' + element(QByteArray("\"") + key, QByteArray("\"x") + key) + ']');
         row(qPrintable(QString("letter case of ") + key),

@@ -3,6 +3,7 @@
 #include "platform/bundles/PlistGuard.h"
 
 #include <QFile>
+#include <QStringDecoder>
 
 #include <cerrno>
 #include <memory>
@@ -72,10 +73,11 @@ std::optional<QString> textAt(const Plist& dictionary, const char* key) {
         return std::nullopt;
     uint64_t length = 0;
     const char* bytes = plist_get_string_ptr(value, &length);
-    const QByteArrayView text(bytes, bytes ? qsizetype(length) : 0);
-    if (!text.isValidUtf8())
-        return std::nullopt;
-    return QString::fromUtf8(text);
+    // QString::fromUtf8() would drop the first character where that is a byte order mark.
+    QStringDecoder decoder(QStringDecoder::Utf8,
+                           QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
+    const QString text = decoder.decode(QByteArrayView(bytes, bytes ? qsizetype(length) : 0));
+    return decoder.hasError() ? std::nullopt : std::optional(text);
 }
 
 } // namespace

@@ -24,8 +24,9 @@ constexpr std::array<std::string_view, DesktopFile::kKeyCount> kKeys = {
     "StartupWMClass",
 };
 
+// As GLib has it, for which a vertical tab is none.
 bool isBlank(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
+    return c == ' ' || c == '\t' || c == '\n' || c == '\f' || c == '\r';
 }
 
 std::string_view withoutBlanksBefore(std::string_view text) {
@@ -194,7 +195,7 @@ const char* DesktopFile::parseLines(const std::vector<std::string>& languages) {
         const auto end = std::min(text.find('\n', start), text.size());
         auto line = text.substr(start, end - start);
         start = end + 1;
-        if (line.ends_with('\r')) {
+        if (end < text.size() && line.ends_with('\r')) { // a part of a line end, and of no other
             line.remove_suffix(1);
         }
         line = withoutBlanksBefore(line);

@@ -19,7 +19,8 @@ struct OpenFolder {
 ///
 /// GLib's key files hold every key of every group and language, which costs ten times the reading of the file; a scan
 /// of all installed applications needs a dozen values of each. What is valid, which of several equal keys counts, and
-/// how values are unescaped is the same as there. Plain data, no Qt; any thread.
+/// how values are unescaped is the same as there; a translation that is not UTF-8 counts as none. Plain data, no Qt;
+/// any thread.
 class DesktopFile {
 public:
     enum class Key {

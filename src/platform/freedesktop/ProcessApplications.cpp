@@ -86,13 +86,19 @@ QByteArray valueOf(const QByteArray& environment, const QByteArray& name) {
     return environment.mid(at, end < 0 ? -1 : end - at);
 }
 
+bool isHexDigit(char c) {
+    return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// Of two digits exactly; a number alone might be one digit, or have a sign.
 QByteArray withoutEscapes(const QByteArray& text) {
     QByteArray out;
     for (qsizetype i = 0; i < text.size(); ++i) {
-        bool isNumber = false;
-        const int code = text.mid(i, 2) == "\\x" ? text.mid(i + 2, 2).toInt(&isNumber, 16) : 0;
-        out += isNumber ? static_cast<char>(code) : text[i];
-        i += isNumber ? 3 : 0;
+        const QByteArray escape = text.mid(i, 4);
+        const bool isEscape =
+            escape.size() == 4 && escape.startsWith("\\x") && isHexDigit(escape[2]) && isHexDigit(escape[3]);
+        out += isEscape ? static_cast<char>(escape.mid(2).toInt(nullptr, 16)) : text[i];
+        i += isEscape ? 3 : 0;
     }
     return out;
 }
@@ -109,7 +115,7 @@ QByteArray withoutUuid(const QByteArray& name) {
     bool isUuid = tail.size() == 37 && (tail[0] == '-' || tail[0] == '.');
     for (qsizetype i = 1; isUuid && i < tail.size(); ++i) {
         const bool isDash = i == 9 || i == 14 || i == 19 || i == 24;
-        isUuid = isDash ? tail[i] == '-' : std::isxdigit(static_cast<unsigned char>(tail[i])) != 0;
+        isUuid = isDash ? tail[i] == '-' : isHexDigit(tail[i]);
     }
     return isUuid ? name.chopped(37) : name.left(name.lastIndexOf('-'));
 }
