@@ -227,8 +227,10 @@ class BadServers(TwoApplications):
             self.private.start_router()
             for _ in range(2):
                 self.assertEqual(self.route_at_once(), [])
+            place = self.place_on_the_bus()
         finally:
             os.kill(self.server.pid, signal.SIGCONT)
+        self.wait_until_started_anew(place)  # with windows now
         self.activate(terminal)
         self.wait_for_sources(TERMINAL)
 

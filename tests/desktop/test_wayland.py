@@ -203,7 +203,9 @@ class BadCompositors(TwoApplications):
         self.private.start_router()
         for _ in range(2):
             self.assertEqual(self.route_at_once(), [])
+        place = self.place_on_the_bus()
         self.continue_compositor()
+        self.wait_until_started_anew(place)  # with windows now
         self.activate(terminal)
         self.wait_for_sources(TERMINAL)
 

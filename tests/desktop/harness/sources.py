@@ -3,7 +3,9 @@
 import sys
 import time
 
-from .case import DesktopTest
+from gi.repository import GLib
+
+from .case import PROGRAM_ID, DesktopTest
 from .processes import wait_until
 
 LINK = "https://example.test/page"
@@ -26,6 +28,17 @@ class SourcesTest(DesktopTest):
         # What the desktop announces and what the bus brings are in no order with one another.
         wait_until(lambda: self.sources() == list(expected), f"the candidates {expected}",
                    detail=lambda: f"they are {self.sources()}\n{self.private.describe()}")
+
+    def place_on_the_bus(self):
+        """Another one when the program has started anew; None while it does."""
+        try:
+            return self.private.call_bus("GetNameOwner", GLib.Variant("(s)", (PROGRAM_ID,)))[0]
+        except GLib.Error:
+            return None
+
+    def wait_until_started_anew(self, former_place):
+        wait_until(lambda: self.place_on_the_bus() not in (None, former_place), "the program to have started anew",
+                   detail=self.private.describe)
 
     def route_at_once(self):
         """Routes one link and returns its candidates."""

@@ -92,6 +92,10 @@ int main(int argc, char** argv) {
             QApplication::sendEvent(panel.get(), &help);
             tell(QToolTip::isVisible() ? QStringLiteral("tip") : QStringLiteral("no tip"));
         } else if (command == QLatin1String("window")) {
+            QObject::connect(qApp, &QGuiApplication::focusWindowChanged, &other, [&other](const QWindow* focused) {
+                if (focused && focused == other.windowHandle())
+                    tell(QStringLiteral("keyboard"));
+            });
             other.show();
         } else if (command == QLatin1String("destroy")) {
             panel.reset();
