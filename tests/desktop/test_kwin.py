@@ -171,8 +171,10 @@ class BadCompositors(KWinTest):
             self.private.start_router()
             for _ in range(3):
                 self.assertEqual(self.route_at_once(), [])
+            place = self.place_on_the_bus()
         finally:
             os.kill(self.private.compositor_process.pid, signal.SIGCONT)
+        self.wait_until_started_anew(place)  # with windows now
         self.wait_for_sources(DIALOG)
         self.assertEqual(self.script_files(), [])
 

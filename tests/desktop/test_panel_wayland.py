@@ -373,7 +373,7 @@ class OnKWin(DesktopTest):
     """The same on KWin."""
 
     def setUp(self):
-        self.private = self.desktop(compositor="kwin")
+        self.private = self.desktop(compositor="kwin unchecked")
         self.pointer = WaylandPointer(self.private)
         self.addCleanup(self.pointer.close)
         self.private.spawn([qt_window(), "main"], {"QT_QPA_PLATFORM": "wayland"}, stderr=subprocess.DEVNULL)

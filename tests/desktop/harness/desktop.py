@@ -60,8 +60,8 @@ class PrivateDesktop:
     As a context manager it ends every process that carries its marker variable, by process id, and removes its folders.
     `system_apps` adds the applications of the machine; `service=False` leaves the program without its D-Bus service
     file; `user` runs everything inside as that user id (only root can). `display=True` is an X server with a window
-    manager and a screen of the size `screen`; `compositor` names a Wayland compositor, "sway" or "kwin", which shows nothing anywhere and has no X
-    server.
+    manager and a screen of the size `screen`; `compositor` names a Wayland compositor, "sway" or "kwin", which shows
+    nothing anywhere and has no X server. "kwin unchecked" lets everybody have a pointer.
     """
 
     def __init__(self, *, system_apps=False, display=False, compositor=None, service=True, bus=True, user=None,
@@ -95,7 +95,7 @@ class PrivateDesktop:
                 self.start_compositor()
             if self._wants_bus:
                 self.start_bus()
-            if self._compositor == "kwin":
+            if self._compositor in ("kwin", "kwin unchecked"):
                 self.start_compositor()  # it is on the bus itself
         except BaseException:
             self.__exit__(None, None, None)
@@ -216,7 +216,7 @@ class PrivateDesktop:
 
     def start_compositor(self):
         """Starts the compositor; again after it has ended, under the same name."""
-        starts = {"sway": PrivateDesktop._start_sway, "kwin": kwin.start}
+        starts = {"sway": PrivateDesktop._start_sway, "kwin": kwin.start, "kwin unchecked": kwin.start_unchecked}
         self.compositor_process = starts[self._compositor](self)
 
     def _start_sway(self):

@@ -34,7 +34,12 @@ function activate(window) {
 """
 
 
-def start(private):
+def start_unchecked(private):
+    """As below, but everybody may have a pointer there. Scripts are then not told soon which window is active."""
+    return start(private, KWIN_WAYLAND_NO_PERMISSION_CHECKS="1")
+
+
+def start(private, **variables):
     """Starts KWin and returns its process; again after it has ended, under the same names."""
     folder = private.folder("kwin")
     # A copy has none of the installed file's capabilities, which not every machine may give away.
@@ -47,9 +52,7 @@ def start(private):
     for left_over in (socket, socket + ".lock"):
         if os.path.exists(left_over):
             os.unlink(left_over)
-    # Without checks everybody may have a pointer there.
-    own = {"KWIN_COMPOSE": "Q", "KWIN_WAYLAND_NO_PERMISSION_CHECKS": "1", "XDG_DATA_DIRS": "/usr/share",
-           "WAYLAND_DISPLAY": None, "DISPLAY": None}
+    own = {"KWIN_COMPOSE": "Q", "XDG_DATA_DIRS": "/usr/share", "WAYLAND_DISPLAY": None, "DISPLAY": None, **variables}
     with open(os.path.join(private.logs, "compositor"), "ab") as log:
         process = private.spawn(
             [program, "--virtual", "--width", "1024", "--height", "768", "--socket", DISPLAY, "--no-lockscreen",

@@ -8,6 +8,7 @@
 #include <QPainter>
 #include <QSocketNotifier>
 #include <QToolTip>
+#include <QWindow>
 #include <QWidget>
 
 #include <cstdio>
