@@ -1,6 +1,5 @@
 #include "menubar/MenuBarView.h"
 
-#include "controls/AccessibleRole.h"
 #include "controls/Buttons.h"
 #include "controls/ElidedText.h"
 #include "controls/Symbol.h"
@@ -9,6 +8,7 @@
 #include "discovery/InstalledAppDetector.h"
 #include "interception/InterceptDebugStore.h"
 #include "menubar/RuleSummary.h"
+#include "menubar/StatusDot.h"
 #include "routing/RulesStore.h"
 
 #include <QEvent>
@@ -54,36 +54,6 @@ void setShown(QWidget* widget, bool isShown) {
 
 } // namespace
 
-/// Whether any rule is active.
-class StatusDot : public QWidget {
-    Q_OBJECT
-
-public:
-    explicit StatusDot(QWidget* parent) : QWidget(parent) { setAccessibleRole(staticMetaObject, QAccessible::Graphic); }
-
-    void setActive(bool isActive) {
-        const theme::Tone tone = isActive ? theme::Tone::green : theme::Tone::orange;
-        if (m_tone == tone && !toolTip().isEmpty())
-            return;
-        m_tone = tone;
-        setToolTip(isActive ? tr("Rules are active") : tr("No active rules"));
-        setAccessibleName(toolTip());
-        update();
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(theme::color(m_tone, palette()));
-        painter.drawEllipse(QRectF(rect()));
-    }
-
-private:
-    theme::Tone m_tone = theme::Tone::orange;
-};
-
 MenuBarView::MenuBarView(const RulesStore& store, const BrowserDetector& detector,
                          const InstalledAppDetector& appDetector, const InterceptDebugStore& debugStore,
                          Commands commands, QWidget* parent)
@@ -114,7 +84,7 @@ MenuBarView::MenuBarView(const RulesStore& store, const BrowserDetector& detecto
 
     resize(kWidth, 0); // nothing to spare
     refresh();
-    resize(sizeHint());
+    resize(kWidth, m_fittingHeight);
 
     m_refreshTimer.setSingleShot(true);
     connect(&m_refreshTimer, &QTimer::timeout, this, &MenuBarView::refresh);
@@ -300,5 +270,3 @@ void MenuBarView::changeEvent(QEvent* event) {
 }
 
 } // namespace vantorel
-
-#include "MenuBarView.moc"
