@@ -17,7 +17,8 @@ Q_LOGGING_CATEGORY(launcherLog, "com.qorbex.Vantorel.launcher")
 
 // The text of standard error, or the status where that is no text.
 QString detail(const ProcessRunner::Exit& exit) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    using Flag = QStringDecoder::Flag;
+    QStringDecoder decoder(QStringDecoder::Utf8, Flag::Stateless | Flag::ConvertInitialBom); // which is text as well
     const QString text = decoder.decode(exit.standardError);
     return decoder.hasError() ? QStringLiteral("exit code ") + QString::number(exit.status) : text.trimmed();
 }

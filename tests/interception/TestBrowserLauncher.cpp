@@ -110,6 +110,7 @@ void TestBrowserLauncher::exit_data() {
     QTest::newRow("no UTF-8") << 1 << QByteArray("\xFF\xFE") << failed + "exit code 1";
     QTest::newRow("no UTF-8, other status") << 9 << QByteArray("a\x80") << failed + "exit code 9";
     QTest::newRow("cut UTF-8") << 2 << QByteArray("a\xC3") << failed + "exit code 2";
+    QTest::newRow("byte order mark") << 1 << QByteArray("\xEF\xBB\xBFgone") << failed + QChar(0xFEFF) + "gone";
     QTest::newRow("non-ASCII reason") << 1 << QByteArray("gelöscht") << failed + "gelöscht";
 }
 
