@@ -579,7 +579,7 @@ void TestStatusNotifierItem::logicalRect_isOnTheScreenOfItsMiddle() {
     const QList<StatusScreen> screens = {{QRect(0, 0, 1000, 500), 1}, {QRect(1000, 0, 960, 540), 2}};
     QCOMPARE(logicalPoint(QPoint(999, 499), screens), QPoint(999, 499));
     QCOMPARE(logicalPoint(QPoint(1100, 40), screens), QPoint(1050, 20));
-    QCOMPARE(logicalPoint(QPoint(2919, 1079), screens), QPoint(1960, 540));
+    QCOMPARE(logicalPoint(QPoint(2919, 1079), screens), QPoint(1959, 539));
     QCOMPARE(logicalPoint(QPoint(2920, 1079), screens), std::nullopt);
     QCOMPARE(logicalPoint(QPoint(500, 500), screens), std::nullopt);
     QCOMPARE(logicalRect(QRect(1200, 10, 44, 56), screens), QRect(1100, 5, 22, 28));

@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <QtMath>
 
 #include <limits>
 
@@ -21,9 +22,11 @@ const StatusScreen* screenAt(const QPoint& native, const QList<StatusScreen>& sc
     return nullptr;
 }
 
+// The pixel that it is in: rounded up, one at the far edge would be on no screen.
 QPoint onScreen(const QPoint& native, const StatusScreen& screen) {
     const QPoint corner = screen.geometry.topLeft();
-    return corner + (QPointF(native - corner) / screen.ratio).toPoint();
+    const QPointF offset = QPointF(native - corner) / screen.ratio;
+    return corner + QPoint(qFloor(offset.x()), qFloor(offset.y()));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "platform/x11/X11ActivationSource.h"
 
+#include "platform/freedesktop/UniqueFd.h"
 #include "platform/freedesktop/WindowApplications.h"
 
 #include <QCoreApplication>
@@ -18,7 +19,6 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <xcb/res.h>
 #include <xcb/xcb.h>
@@ -134,15 +134,7 @@ void X11ActivationSource::Server::prepare() {
 // Making a connection waits for the server and cannot be told for how long, so it happens on a thread of its own. The
 // descriptor becomes readable when it is done. Whoever is the last to hold this gives up what nobody took.
 struct X11ActivationSource::Attempt {
-    Attempt() : done(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) { }
-    ~Attempt() {
-        if (done >= 0)
-            close(done);
-    }
-    Attempt(const Attempt&) = delete;
-    Attempt& operator=(const Attempt&) = delete;
-
-    int done;
+    UniqueFd done{eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     std::promise<std::unique_ptr<Server>> promise;
     std::future<std::unique_ptr<Server>> server = promise.get_future();
 };
@@ -189,20 +181,20 @@ void X11ActivationSource::stop() {
 void X11ActivationSource::connectToServer() {
     auto attempt = std::make_shared<Attempt>();
     try {
-        if (attempt->done < 0)
+        if (!attempt->done)
             throw std::system_error(errno, std::generic_category());
         std::thread([attempt, display = m_display] {
             auto server = std::make_unique<Server>(display.constData());
             server->prepare();
             attempt->promise.set_value(std::move(server));
-            eventfd_write(attempt->done, 1);
+            eventfd_write(attempt->done.get(), 1);
         }).detach();
     } catch (const std::system_error&) { // no descriptor or no thread to be had just now
         retryLater();
         return;
     }
     m_attempt = std::move(attempt);
-    m_notifier = new QSocketNotifier(m_attempt->done, QSocketNotifier::Read, this);
+    m_notifier = new QSocketNotifier(m_attempt->done.get(), QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &X11ActivationSource::takeServer);
 }
 

@@ -1,14 +1,13 @@
 #include "platform/x11/X11ClickMonitor.h"
 
+#include "platform/freedesktop/StatusPlace.h"
+#include "platform/freedesktop/UniqueFd.h"
 #include "platform/x11/X11Display.h"
 
-#include <QGuiApplication>
-#include <QScreen>
 #include <QSocketNotifier>
 
 #include <array>
 #include <cerrno>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -21,7 +20,6 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
@@ -36,21 +34,6 @@ constexpr int kDeepest = 32;
 // From a frame down to the window that it is around.
 constexpr int kDepthOfFrames = 2;
 
-// The screen keeps its corner in both kinds of pixels.
-QPoint logical(const QPoint& native) {
-    const auto screens = QGuiApplication::screens();
-    for (const QScreen* const screen : screens) {
-        const QPoint corner = screen->geometry().topLeft();
-        const qreal ratio = screen->devicePixelRatio();
-        const QPointF offset = QPointF(native - corner) / ratio;
-        const QPoint point =
-            corner + QPoint(static_cast<int>(std::floor(offset.x())), static_cast<int>(std::floor(offset.y())));
-        if (screen->geometry().contains(point))
-            return point;
-    }
-    return native;
-}
-
 template <typename T> struct Freed {
     void operator()(T* data) const { std::free(data); }
 };
@@ -59,22 +42,19 @@ template <typename T> using Owned = std::unique_ptr<T, Freed<T>>;
 class EventFd {
 public:
     EventFd() : m_fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-        if (m_fd < 0)
+        if (!m_fd)
             throw std::system_error(errno, std::generic_category());
     }
-    ~EventFd() { close(m_fd); }
-    EventFd(const EventFd&) = delete;
-    EventFd& operator=(const EventFd&) = delete;
 
-    int get() const { return m_fd; }
-    void raise() const { eventfd_write(m_fd, 1); }
+    int get() const { return m_fd.get(); }
+    void raise() const { eventfd_write(get(), 1); }
     void lower() const {
         eventfd_t value = 0;
-        eventfd_read(m_fd, &value);
+        eventfd_read(get(), &value);
     }
 
 private:
-    int m_fd;
+    UniqueFd m_fd;
 };
 
 // The numbers that one connection may give to what it makes.
@@ -294,9 +274,10 @@ void X11ClickMonitor::takePresses() {
         const std::lock_guard lock(watch->mutex);
         presses.swap(watch->presses);
     }
+    const QList<StatusScreen> screens = statusScreens();
     for (const QPoint& press : presses) {
         const Pressed pressed = m_pressed;
-        pressed(logical(press));
+        pressed(logicalPoint(press, screens).value_or(press));
         if (m_watch != watch) // stopped meanwhile
             return;
     }
