@@ -8,8 +8,8 @@
 #include <QPainter>
 #include <QSocketNotifier>
 #include <QToolTip>
-#include <QWindow>
 #include <QWidget>
+#include <QWindow>
 
 #include <cstdio>
 #include <iostream>
