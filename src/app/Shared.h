@@ -36,7 +36,6 @@ ProcessApplications& processApplications();
 LaunchContext& launchContext();
 BrowserDetector& browserDetector();
 InstalledAppDetector& installedAppDetector();
-
 DesktopSystemSettings& systemSettings();
 
 /// Calls `observer` for each link that is opened nowhere from now on, in place of the one before. Does not make the

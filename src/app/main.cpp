@@ -7,8 +7,6 @@
 #include "discovery/InstalledAppDetector.h"
 #include "interception/SourceAppTracker.h"
 #include "menubar/MenuBarManager.h"
-#include "platform/ClickMonitor.h"
-#include "platform/PanelSurface.h"
 #include "platform/freedesktop/ApplicationMonitor.h"
 #include "platform/freedesktop/BusNames.h"
 #include "platform/freedesktop/DBusLinkSource.h"
