@@ -106,7 +106,7 @@ ActivationSource& activationSource() {
 }
 
 bool isOnWayland() {
-    return QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+    return QGuiApplication::platformName().startsWith(u"wayland");
 }
 
 // One object for both: there, only the panel itself learns of presses elsewhere.

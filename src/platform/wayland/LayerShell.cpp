@@ -47,7 +47,7 @@ wl_output* outputOf(QScreen* screen) {
 } // namespace
 
 std::unique_ptr<LayerShell> LayerShell::find() {
-    if (!QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
+    if (!QGuiApplication::platformName().startsWith(u"wayland"))
         return nullptr;
     auto* const display = static_cast<wl_display*>(
         QGuiApplication::platformNativeInterface()->nativeResourceForIntegration("wl_display"));
