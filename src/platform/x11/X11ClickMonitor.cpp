@@ -216,7 +216,7 @@ struct X11ClickMonitor::Watch {
 X11ClickMonitor::X11ClickMonitor(QByteArray display) : m_display(std::move(display)) { }
 
 X11ClickMonitor::~X11ClickMonitor() {
-    stop();
+    X11ClickMonitor::stop();
 }
 
 void X11ClickMonitor::start(Pressed pressed) {

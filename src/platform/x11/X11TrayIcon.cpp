@@ -259,7 +259,7 @@ void X11TrayIcon::dock() {
     hints[kMinimumWidth] = hints[kMinimumWidth + 1] = least;
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, icon->window, XCB_ATOM_WM_NORMAL_HINTS,
                         XCB_ATOM_WM_SIZE_HINTS, 32, hints.size(), hints.data());
-    constexpr std::string_view kClass("vantorel\0Vantorel", 18);
+    constexpr std::string_view kClass("vantorel\0Vantorel\0", 18);
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, icon->window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         kClass.size(), kClass.data());
 
@@ -302,9 +302,9 @@ void X11TrayIcon::paint() {
         const StatusSymbol& symbol = fittingSymbol(symbols, std::min(place.width(), place.height()));
         const auto size = static_cast<uint16_t>(symbol.size);
 
-        const int line = (symbol.size + 3) / 4 * 4; // the server wants whole words
+        const qsizetype line = (symbol.size + 3) / 4 * 4; // the server wants whole words
         QByteArray coverage(line * symbol.size, 0);
-        for (int y = 0; y < symbol.size; ++y)
+        for (qsizetype y = 0; y < symbol.size; ++y)
             std::memcpy(coverage.data() + y * line, symbol.coverage + y * symbol.size, size);
         const xcb_pixmap_t pixmap = xcb_generate_id(connection);
         xcb_create_pixmap(connection, 8, pixmap, m_server->screen->root, size, size);
