@@ -13,10 +13,10 @@ namespace {
 const QString kTitle = QStringLiteral("Vantorel");
 
 StatusPixmap pixmapOf(const StatusSymbol& symbol, const QColor& color) {
-    const int count = symbol.size * symbol.size;
+    const qsizetype count = qsizetype(symbol.size) * symbol.size;
     StatusPixmap pixmap{symbol.size, symbol.size, QByteArray(count * 4, Qt::Uninitialized)};
     char* byte = pixmap.data.data();
-    for (int i = 0; i < count; ++i) {
+    for (qsizetype i = 0; i < count; ++i) {
         for (const int part : {int(symbol.coverage[i]), color.red(), color.green(), color.blue()})
             *byte++ = static_cast<char>(part);
     }

@@ -302,7 +302,7 @@ void X11TrayIcon::paint() {
         const StatusSymbol& symbol = fittingSymbol(symbols, std::min(place.width(), place.height()));
         const auto size = static_cast<uint16_t>(symbol.size);
 
-        const qsizetype line = (symbol.size + 3) / 4 * 4; // the server wants whole words
+        const qsizetype line = (qsizetype(symbol.size) + 3) / 4 * 4; // the server wants whole words
         QByteArray coverage(line * symbol.size, 0);
         for (qsizetype y = 0; y < symbol.size; ++y)
             std::memcpy(coverage.data() + y * line, symbol.coverage + y * symbol.size, size);
