@@ -89,9 +89,8 @@ bool hasStandardStrings(const QByteArray& json) {
         const char c = json[i];
         if (c == '"')
             inString = !inString;
-        else if (inString && static_cast<unsigned char>(c) < 0x20)
-            return false;
-        else if (c == '\\' && (++i == json.size() || !QByteArrayView("\"\\/bfnrtu").contains(json[i])))
+        else if ((inString && static_cast<unsigned char>(c) < 0x20)
+                 || (c == '\\' && (++i == json.size() || !QByteArrayView("\"\\/bfnrtu").contains(json[i]))))
             return false;
     }
     return true;
