@@ -19,6 +19,7 @@ from test_window import TITLE
 LINK = "https://example.test/page"
 SCREEN = (1280, 720)
 SMALLEST = (290, 180)
+POINTER = 32  # no pointer is larger
 BEHIND = (200, 600)  # in the other application's window
 
 SAME_CLICK = 0.3  # seconds; a click that the bar tells of sooner after a press elsewhere is that press
@@ -71,11 +72,24 @@ class WaylandTest(MenuBarTest):
         self.application = self.bus.application(self.router.pid)  # it is on that bus once it has had a window
         return frame
 
+    def wait_until_hidden(self):
+        """What assistive technology is told: the settings window is in the pictures as well."""
+        wait_until(lambda: not any(node.name == "Vantorel" and node.is_showing() for node in self.application.children),
+                   "the panel to be hidden", timeout=20, detail=self.picture_of_tree)
+
     def press(self, place, button=LEFT):
-        """And moves the pointer out of the way: all that is seen of it then is the last pixel of the screen."""
+        """And moves the pointer out of the way."""
         x, y = self.point(place)
         self.pointer.press(x, y, button)
         self.pointer.move(self.screen[0] - 1, self.screen[1] - 1)
+
+    def press_inside(self, role, name):
+        """In the middle of something in the panel, whose places are told from the panel's corner."""
+        panel = self.panel()
+        x, y = panel.all(role, name)[0].center
+        left, top, _, _ = panel.rectangle
+        frame = self.wait_for_panel()
+        self.press((frame[0] + x - left, frame[1] + y - top))
 
     def press_elsewhere(self, *arguments):
         self.press(BEHIND, *arguments)
@@ -116,15 +130,15 @@ class Panel:
     def test_settings_opens_the_one_window_and_closes(self):
         self.start_here()
         self.open_panel()
-        self.press(self.button("Settings"))
-        self.wait_for_no_panel()
+        self.press_inside("push button", "Settings")
         self.window()
+        self.wait_until_hidden()
         self.assertEqual(sorted(self.titles()), sorted([TITLE, "main"]))
         self.bring_main_to_front()
         self.open_panel()
-        self.press(self.panel().all("push button", "Settings")[0])
-        self.wait_for_no_panel()
+        self.press_inside("push button", "Settings")
         self.window()
+        self.wait_until_hidden()
 
 
 class OnSway(Panel, WaylandTest):
@@ -134,6 +148,7 @@ class OnSway(Panel, WaylandTest):
 
     def prepared(self, **options):
         private = super().prepared(**options)
+        self.pointer.move(SCREEN[0] - 1, SCREEN[1] - 1)
         # Once the other window is painted for good there is nothing else that changes.
         def steady():
             before = self.picture()
@@ -144,12 +159,17 @@ class OnSway(Panel, WaylandTest):
         return private
 
     def picture(self):
-        return self.private.run(["grim", "-t", "ppm", "-"]).stdout
+        """Without the corner that the pointer is moved to."""
+        data = bytearray(self.private.run(["grim", "-t", "ppm", "-"]).stdout)
+        for row in range(POINTER):
+            end = len(data) - row * SCREEN[0] * 3
+            data[end - POINTER * 3:end] = bytes(POINTER * 3)
+        return bytes(data)
 
     def frame(self):
-        """Around all pixels, but for that of the pointer, that are not as they were without the panel."""
+        """Around all pixels that are not as they were without the panel."""
         begin = len(self.background) - SCREEN[0] * SCREEN[1] * 3
-        before, now = self.background[begin:-3], self.picture()[begin:-3]
+        before, now = self.background[begin:], self.picture()[begin:]
         if before == now:
             return None
         line = SCREEN[0] * 3
@@ -203,8 +223,8 @@ class OnSway(Panel, WaylandTest):
     def test_press_inside_closes_nothing(self):
         self.start_here(rule(BROWSER, "one.test", name="One"))
         x, y, _, _ = self.open_panel()
-        for place in ((x + 60, y + 20), self.panel().all("list item")[0].center):
-            self.press(place)
+        self.press((x + 60, y + 20))
+        self.press_inside("list item", "One")
         self.assertIsNotNone(self.frame())
         self.assertEqual(self.active(), "main")
         # It is told of after those.
@@ -213,7 +233,7 @@ class OnSway(Panel, WaylandTest):
     def test_quit_ends_the_program_and_saves(self):
         self.start_here(*numbered_rules(2))
         self.open_panel()
-        self.press(self.button("Quit Vantorel"))
+        self.press_inside("push button", "Quit Vantorel")
         self.assertEqual(self.router.wait(processes.DEADLINE), 0)
         self.bar.wait_for_no_item()
         self.wait_for_no_panel()
@@ -317,7 +337,7 @@ class OnKWin(Panel, WaylandTest):
         return tuple(frames[0]) if frames else None
 
     def titles(self):
-        return list(kwin.windows(self.private))
+        return [title for title in kwin.windows(self.private) if title]  # the panel has none
 
     def active(self):
         return next((title for title, window in kwin.windows(self.private).items() if window["isActive"]), None)
