@@ -5,6 +5,7 @@ import time
 from harness import processes
 from harness.case import BROWSER, DesktopTest, main
 from harness.processes import wait_until
+from harness.trays import FakeTray
 
 LINK = "https://example.test/"
 AT_REST = 1.0  # seconds without a wake-up, after which what it was started for is done
@@ -52,6 +53,23 @@ class Idle(DesktopTest):
 
     def test_under_wayland(self):
         self.sleeps(compositor="sway")
+
+    def sleeps_with_an_open_panel(self, **options):
+        desktop = self.desktop(**options)
+        desktop.write_settings(fallback=BROWSER)
+        bar = FakeTray(desktop).start()
+        router = desktop.start_router()
+        self.come_to_rest(router)
+        before = processes.switches_of(router.pid)
+        bar.activate(500, 10)
+        wait_until(lambda: processes.switches_of(router.pid) != before, "the panel to open", detail=desktop.describe)
+        self.assert_sleeps(router, "with an open panel")
+
+    def test_open_panel_with_a_display(self):
+        self.sleeps_with_an_open_panel(display=True)
+
+    def test_open_panel_under_wayland(self):
+        self.sleeps_with_an_open_panel(compositor="sway")
 
 
 if __name__ == "__main__":
