@@ -271,9 +271,14 @@ QWidget* makeSettingsView() {
     return new SettingsView(rulesStore(), browserDetector(), installedAppDetector(), systemSettings());
 }
 
-// Under Wayland Qt takes the token from the environment.
+// Under Wayland Qt takes the token from the environment. Without one, a window comes to the front only when it is new on
+// the screen: our panel never has the keyboard, and so is given no token for another window.
 void bringToFront(QWindow& window) {
     const LaunchContext& context = launchContext();
+    if (isOnWayland() && context.activationToken.isEmpty() && window.isExposed() && !window.isActive()) {
+        window.hide();
+        window.show();
+    }
     if (!context.activationToken.isEmpty())
         qputenv("XDG_ACTIVATION_TOKEN", context.activationToken);
     window.requestActivate();

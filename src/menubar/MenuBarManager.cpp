@@ -163,13 +163,12 @@ void MenuBarManager::forgetDismissal() {
 
 void MenuBarManager::openSettings() {
     forgetDismissal();
+    closePanel();
     if (!m_settingsWindow)
         makeSettings();
     m_settingsWindow->setWindowState(m_settingsWindow->windowState() & ~Qt::WindowMinimized);
     m_settingsWindow->show();
     m_collaborators.bringToFront(*m_settingsWindow->windowHandle());
-    // Last: on Wayland only a window that the user is in may ask for another one to come to the front.
-    closePanel();
 }
 
 void MenuBarManager::handleNoFallback() {

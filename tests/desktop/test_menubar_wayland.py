@@ -342,6 +342,15 @@ class OnKWin(Panel, WaylandTest):
     def active(self):
         return next((title for title, window in kwin.windows(self.private).items() if window["isActive"]), None)
 
+    def test_settings_behind_another_window_come_to_the_front(self):
+        self.start_here()
+        for _ in range(2):
+            self.open_panel()
+            self.press_inside("push button", "Settings")
+            self.window()
+            self.wait_until_hidden()
+            kwin.activate(self.private, "main")
+
 
 del MenuBarTest  # it has its own tests where it stands
 
