@@ -271,8 +271,8 @@ QWidget* makeSettingsView() {
     return new SettingsView(rulesStore(), browserDetector(), installedAppDetector(), systemSettings());
 }
 
-// Under Wayland Qt takes the token from the environment. Without one, a window comes to the front only when it is new on
-// the screen: our panel never has the keyboard, and so is given no token for another window.
+// Under Wayland Qt takes the token from the environment. Without one, a window comes to the front only when it is new
+// on the screen: our panel never has the keyboard, and so is given no token for another window.
 void bringToFront(QWindow& window) {
     const LaunchContext& context = launchContext();
     if (isOnWayland() && context.activationToken.isEmpty() && window.isExposed() && !window.isActive()) {
