@@ -6,6 +6,7 @@ from harness import processes
 from harness.case import BROWSER, DesktopTest, main
 from harness.processes import wait_until
 from harness.trays import FakeTray
+from harness.windows import search_x11
 
 LINK = "https://example.test/"
 AT_REST = 1.0  # seconds without a wake-up, after which what it was started for is done
@@ -54,22 +55,24 @@ class Idle(DesktopTest):
     def test_under_wayland(self):
         self.sleeps(compositor="sway")
 
-    def sleeps_with_an_open_panel(self, **options):
+    def sleeps_with_an_open_panel(self, look, **options):
+        """`look` gives something of the desktop that is another with the panel."""
         desktop = self.desktop(**options)
         desktop.write_settings(fallback=BROWSER)
         bar = FakeTray(desktop).start()
         router = desktop.start_router()
         self.come_to_rest(router)
-        before = processes.switches_of(router.pid)
+        without = look(desktop)
         bar.activate(500, 10)
-        wait_until(lambda: processes.switches_of(router.pid) != before, "the panel to open", detail=desktop.describe)
+        wait_until(lambda: look(desktop) != without, "the panel to open", detail=desktop.describe)
         self.assert_sleeps(router, "with an open panel")
+        self.assertNotEqual(look(desktop), without)
 
     def test_open_panel_with_a_display(self):
-        self.sleeps_with_an_open_panel(display=True)
+        self.sleeps_with_an_open_panel(lambda desktop: search_x11(desktop, "--name", "^Vantorel$"), display=True)
 
     def test_open_panel_under_wayland(self):
-        self.sleeps_with_an_open_panel(compositor="sway")
+        self.sleeps_with_an_open_panel(lambda desktop: desktop.run(["grim", "-"]).stdout, compositor="sway")
 
 
 if __name__ == "__main__":
