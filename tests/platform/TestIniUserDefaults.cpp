@@ -18,6 +18,7 @@ private Q_SLOTS:
     void values_surviveARestart();
     void data_anyBytes_survive();
     void write_keepsKeysOfOthers();
+    void write_beneathKeysOfOthersThatCannotBeWrittenAgain();
     void remove_takesTheKeyOutOfTheFile();
     void read_otherTypes();
     void write_makesTheFolder();
@@ -106,6 +107,15 @@ void TestIniUserDefaults::write_keepsKeysOfOthers() {
     defaults.write();
     QVERIFY(contents().contains("other=1"));
     QVERIFY(contents().contains("[Group]\nkey=2"));
+}
+
+// Both lines of the group have the same name for QSettings, where it writes.
+void TestIniUserDefaults::write_beneathKeysOfOthersThatCannotBeWrittenAgain() {
+    fill("[Group]\n%2Fkey=1\nkey=2\n");
+    IniUserDefaults defaults(path());
+    defaults.setString(kText, "x");
+    defaults.write();
+    QCOMPARE(IniUserDefaults(path()).string(kText), std::optional(QString("x")));
 }
 
 void TestIniUserDefaults::remove_takesTheKeyOutOfTheFile() {

@@ -33,7 +33,7 @@ IniUserDefaults::IniUserDefaults(const QString& file) : m_file(file) {
     if (isUnreadable())
         return;
     const QSettings settings(file, QSettings::IniFormat);
-    for (const QString& key : settings.allKeys())
+    for (const QString& key : settings.childKeys()) // the others are not ours, and may not read as they were written
         m_values.insert(key, settings.value(key));
     m_formIsDamaged = settings.status() == QSettings::FormatError;
 }
