@@ -155,7 +155,7 @@ bool isComparable(const Arguments& command) {
         all += argument + ' ';
     if (command.empty() || command.front().empty() || all.find("com.qorbex.Vantorel") != std::string::npos
         || command.front().starts_with('-') || command.front().find('=') != std::string::npos
-        || command.front() == "exec" || all.find_first_of(";|&`\n") != std::string::npos)
+        || command.front() == "exec" || all.find_first_of(std::string_view(";|&`\n\0", 6)) != std::string::npos)
         return false;
     // Too deep is nobody's; each level costs two letters at least.
     std::size_t levels = 0;
