@@ -161,7 +161,9 @@ void readIndex(benchmark::State& state) {
 int main(int argc, char* argv[]) {
     const System system;
     const Chain chain(system);
-    benchmark::RegisterBenchmark("sender", nameSender, std::cref(chain))->UseManualTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("sender", nameSender, std::cref(chain))
+        ->UseManualTime()
+        ->Unit(benchmark::kMicrosecond);
     benchmark::RegisterBenchmark("index", readIndex)->UseRealTime()->Unit(benchmark::kMicrosecond);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

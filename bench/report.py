@@ -63,9 +63,10 @@ def finish(arguments, series):
     print(f"{'':<44}{'rounds':>8}{'least':>11}{'median':>11}{'p95':>11}")
     _show(figures, ())
     if arguments.json:
-        with open(arguments.json, "w", encoding="utf-8") as file:
+        with open(arguments.json + ".new", "w", encoding="utf-8") as file:
             json.dump({"origin": origin(), "figures": figures}, file, indent=2)
             file.write("\n")
+        os.replace(arguments.json + ".new", arguments.json)
 
 
 def _show(figures, names):
