@@ -72,7 +72,7 @@ def finish(arguments, series):
 def _show(figures, names):
     if "rounds" in figures:
         print(f"{', '.join(names):<44}{figures['rounds']:>8}"
-              + "".join(f"{figures[kind]:>11.3f}" for kind in ("min", "median", "p95")), flush=True)
+              + "".join(f"{figures[kind]:>11.5g}" for kind in ("min", "median", "p95")), flush=True)
         return
     for name, part in figures.items():
         _show(part, (*names, name))

@@ -88,7 +88,7 @@ def compared(row, figures):
 
 
 def judged(row, figures):
-    """What the last cell of the row says."""
+    """Whether the wish of the row is reached, or why that is not said."""
     figure = figures.at(row.bench, row.path)
     if figure is None or (row.floor and figures.at(row.bench, row.floor) is None):
         return "**not measured**"
