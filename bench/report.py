@@ -15,6 +15,7 @@ import os
 import statistics
 import subprocess
 import sys
+import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(ROOT, "tests", "desktop"))
@@ -78,10 +79,27 @@ def _show(figures, names):
         _show(part, (*names, name))
 
 
+def waited():
+    """Seconds since the machine's start in which anything waited for a processor; None where the kernel does not say."""
+    try:
+        with open("/proc/pressure/cpu", encoding="ascii") as file:
+            return int(file.readline().rpartition("=")[2]) / 1e6
+    except OSError:
+        return None
+
+
+BEGIN = time.monotonic(), waited()
+
+
+def waiting():
+    """In what part of the time since this script began something waited for a processor, or None."""
+    return None if BEGIN[1] is None else min((waited() - BEGIN[1]) / (time.monotonic() - BEGIN[0]), 1)
+
+
 def origin():
     """What is measured here, where and when; nothing that names the machine or its folders."""
     return {"tree": tree(), "commit": commit(), "date": datetime.datetime.now(datetime.timezone.utc).date().isoformat(),
-            "machine": machine()}
+            "machine": machine(), "waiting": waiting()}
 
 
 def tree():

@@ -142,8 +142,10 @@ BARE_WINDOW = "a bare Qt window"
 
 SECTIONS = [
     ("A link", """The first rows are whole roads: from the moment a link is sent until the first instruction of the browser, on private
-desktops, with a browser that does nothing but read the clock. The browser's own start comes on top of both sides, and
-takes far longer than any of this. What is compared takes turns, link by link.""", [
+desktops, with a browser that does nothing but read the clock. A real browser's own start comes on top of both sides, and
+takes far longer than any of this. What is compared takes turns, link by link. `xdg-open` is slow at reading desktop
+entries: the browser's is as long as Vantorel's here, while those of real browsers are often ten times as long. Vantorel
+starts with the session, so that links seldom have to start it.""", [
         Row("`xdg-open LINK`, the program running", "wait", ("warm", "routed", "xdg-open"),
             beside="that browser as the default, no Vantorel", floor=("warm", "straight", "xdg-open"),
             comparison="difference", wish=10, wished="comparison"),
@@ -220,6 +222,7 @@ SECTIONS.append(("At rest", """The program after its start, before any link and 
 on the bus: one that could have windows (a bare `QApplication`), and one that could not (a bare `QCoreApplication`).""", [
     *at_rest("memory in use (resident)", "RSS", "MB", wishes=(24, None)),
     *at_rest("of that written to, and shared with nobody", "dirty", "MB"),
+    *at_rest("threads", "threads", "", "difference"),
     *at_rest("processor time until it takes links", "ready cpu", wishes=(25, 25)),
     *at_rest("time until it takes links", "ready"),
     *at_rest("times it wakes up in 60 s", "wake-ups in 60 s", "", "difference", (0, 0)),
@@ -241,9 +244,12 @@ nothing is compared or wanted.
 """
 
 
+QUIET = 0.25  # what is measured makes others wait itself, now and then
+
+
 def origins(figures):
-    """What was measured, where and when, once for all files that say the same."""
-    found = {}
+    """What was measured, where and when, once for all files that say the same; and whether the machine was quiet."""
+    found, waiting = {}, []
     for bench in benches():
         origin = figures.file(bench).get("origin")
         if origin:
@@ -251,11 +257,24 @@ def origins(figures):
             line = (f"{origin['date']}, commit {origin['commit']}, on {where['processor']}, {where['memory']} of memory,"
                     f" {where['system']}, {where['kernel']}")
             found.setdefault(line, []).append(bench)
+            waiting.append(origin.get("waiting"))
     if not found:
         return "Nothing was measured."
     if len(found) == 1:
-        return f"Measured {next(iter(found))}."
-    return "\n".join(f"- {', '.join(names)}: {line}" for line, names in found.items())
+        lines = [f"Measured {next(iter(found))}."]
+    else:
+        lines = [f"- {', '.join(names)}: {line}" for line, names in found.items()]
+    return "\n".join(lines) + "\n\n" + quiet(waiting)
+
+
+def quiet(waiting):
+    """What the times are worth; `waiting` is for each file the part of the time, or None."""
+    if None in waiting:
+        return "Whether the machine did something else meanwhile is not known."
+    text = f"Something had to wait for a processor in {min(waiting):.0%} to {max(waiting):.0%} of the time"
+    if max(waiting) <= QUIET:
+        return text + ": the machine was quiet."
+    return text + ": **the machine did something else meanwhile, and times are longer than they should be.**"
 
 
 def rows():

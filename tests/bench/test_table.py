@@ -17,8 +17,8 @@ TREE = "this tree"
 MACHINE = {"processor": "A processor, 2 cores", "memory": "8 GiB", "kernel": "Linux 6", "system": "Debian 12"}
 
 
-def origin(tree=TREE, commit="abc1234"):
-    return {"tree": tree, "commit": commit, "date": "2026-01-02", "machine": MACHINE}
+def origin(tree=TREE, commit="abc1234", waiting=0.1):
+    return {"tree": tree, "commit": commit, "date": "2026-01-02", "machine": MACHINE, "waiting": waiting}
 
 
 def leaf(median):
@@ -159,6 +159,15 @@ class Document(TableTest):
         self.assertIn("commit abc1234", text)
         self.assertEqual(text.count("**not measured**"), sum(each.bench == "road" for each in table.rows())
                          + sum(each.bench == "road" and each.wish is not None for each in table.rows()))
+
+    def test_a_busy_machine_is_told(self):
+        for waiting, expected in ((0.25, "to 25% of the time: the machine was quiet"),
+                                  (0.5, "10% to 50% of the time: **the machine did something else"),
+                                  (None, "is not known")):
+            with self.subTest(waiting):
+                self.write_everything(0)
+                self.write({"origin": origin(waiting=waiting), "figures": {}}, "panel")
+                self.assertIn(expected, table.document(self.all_figures()))
 
     def test_tables_are_aligned(self):
         self.write_everything(3)
