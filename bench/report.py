@@ -26,8 +26,10 @@ NOT_MEASURED = {"__pycache__", "table.py"}
 
 
 def parser(description):
+    """The options of all scripts. With the arguments goes to `finish` what there was to measure at the beginning."""
     result = argparse.ArgumentParser(description=description, formatter_class=argparse.RawDescriptionHelpFormatter)
     result.add_argument("--json", metavar="FILE", type=os.path.abspath, help="write the figures there as well")
+    result.set_defaults(origin=origin(), began=(time.monotonic(), waited()))
     return result
 
 
@@ -65,7 +67,7 @@ def finish(arguments, series):
     _show(figures, ())
     if arguments.json:
         with open(arguments.json + ".new", "w", encoding="utf-8") as file:
-            json.dump({"origin": origin(), "figures": figures}, file, indent=2)
+            json.dump({"origin": arguments.origin | {"waiting": waiting(*arguments.began)}, "figures": figures}, file, indent=2)
             file.write("\n")
         os.replace(arguments.json + ".new", arguments.json)
 
@@ -88,18 +90,15 @@ def waited():
         return None
 
 
-BEGIN = time.monotonic(), waited()
-
-
-def waiting():
-    """In what part of the time since this script began something waited for a processor, or None."""
-    return None if BEGIN[1] is None else min((waited() - BEGIN[1]) / (time.monotonic() - BEGIN[0]), 1)
+def waiting(began, waited_before):
+    """In what part of the time since then something waited for a processor, or None."""
+    return None if waited_before is None else min((waited() - waited_before) / (time.monotonic() - began), 1)
 
 
 def origin():
     """What is measured here, where and when; nothing that names the machine or its folders."""
     return {"tree": tree(), "commit": commit(), "date": datetime.datetime.now(datetime.timezone.utc).date().isoformat(),
-            "machine": machine(), "waiting": waiting()}
+            "machine": machine()}
 
 
 def tree():

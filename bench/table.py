@@ -230,7 +230,7 @@ on the bus: one that could have windows (a bare `QApplication`), and one that co
 
 HEADER = """# What it costs
 
-Written by `./dev bench`, which measures everything again in about a quarter of an hour on a machine that does nothing else;
+Written by `./dev bench`, which measures everything again in about ten minutes on a machine that should do nothing else;
 `./dev bench table` writes it from the figures that are there. Do not edit it: `bench/table.py` has the texts, and every
 "reached" is computed from the figures.
 
