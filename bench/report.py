@@ -66,8 +66,9 @@ def finish(arguments, series):
     print(f"{'':<44}{'rounds':>8}{'least':>11}{'median':>11}{'p95':>11}")
     _show(figures, ())
     if arguments.json:
+        taken = arguments.origin | {"waiting": waiting(*arguments.began)}
         with open(arguments.json + ".new", "w", encoding="utf-8") as file:
-            json.dump({"origin": arguments.origin | {"waiting": waiting(*arguments.began)}, "figures": figures}, file, indent=2)
+            json.dump({"origin": taken, "figures": figures}, file, indent=2)
             file.write("\n")
         os.replace(arguments.json + ".new", arguments.json)
 

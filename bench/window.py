@@ -68,7 +68,8 @@ class Watcher:
 
     def __init__(self, desktop):
         program = os.path.join(desktop.programs, "window_watcher")
-        subprocess.run(["cc", "-O2", os.path.join(report.ROOT, "bench", "window_watcher.c"), "-o", program, "-lxcb"], check=True)
+        source = os.path.join(report.ROOT, "bench", "window_watcher.c")
+        subprocess.run(["cc", "-O2", source, "-o", program, "-lxcb"], check=True)
         self.process = desktop.spawn([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def tell(self, line):
