@@ -141,9 +141,10 @@ READS_ALL = "reading the same files once"
 BARE_WINDOW = "a bare Qt window"
 
 SECTIONS = [
-    ("A link", """The first rows are whole roads: from the moment a link is sent until the first instruction of the browser, on private
-desktops, with a browser that does nothing but read the clock. A real browser's own start comes on top of both sides, and
-takes far longer than any of this. What is compared takes turns, link by link. `xdg-open` is slow at reading desktop
+    ("A link", """\
+The first rows are whole roads: from the moment a link is sent until the first instruction of the browser, on private
+desktops, with a browser that does nothing but read the clock. A real browser's own start comes on top of both sides,
+and takes far longer than any of this. What is compared takes turns, link by link. `xdg-open` is slow at reading desktop
 entries: the browser's is as long as Vantorel's here, while those of real browsers are often ten times as long. Vantorel
 starts with the session, so that links seldom have to start it.""", [
         Row("`xdg-open LINK`, the program running", "wait", ("warm", "routed", "xdg-open"),
@@ -167,14 +168,16 @@ starts with the session, so that links seldom have to start it.""", [
         Row("the same in a session with a display", "road", ("display",),
             beside="starting the browser straight away", floor=("exec",)),
     ]),
-    ("Opening a browser", """`vantorel-open` starts the browser that was decided on, in a process of its own. The whole life of that process is
+    ("Opening a browser", """\
+`vantorel-open` starts the browser that was decided on, in a process of its own. The whole life of that process is
 measured, in turn with `gio launch` for the same desktop entry.""", [
         Row(f"`vantorel-open`, a browser that {name}", "open", (name, "vantorel-open"), beside="`gio launch`",
             floor=(name, "gio launch"), wish=0.25, wished="comparison")
         for name in ("ends at once", "keeps running", "keeps busy")
     ]),
-    ("Deciding where a link goes", """Functions of the program, nine runs each, in random order. No rule matches, so that every one of them is looked at; of ten
-rules four compare by content with three values each, three by host, two by start, one by a regular expression. The
+    ("Deciding where a link goes", """\
+Functions of the program, nine runs each, in random order. No rule matches, so that every one of them is looked at; of
+ten rules four compare by content with three values each, three by host, two by start, one by a regular expression. The
 sender of a link is the last of six processes, the first of which is one of 500 installed applications.""", [
         *(Row(f"the decision among {count:,} rules", "routing", (f"routing/{count}",), beside=LOOKS_AT_ALL,
               floor=(f"floor/{count}",)) for count in (10, 100, 1000, 10000)),
@@ -182,7 +185,8 @@ sender of a link is the last of six processes, the first of which is one of 500 
         Row("finding the application that sent it", "candidates", ("sender",),
             beside="reading the same files of /proc once", floor=("sender, floor",)),
     ]),
-    ("What is installed", """Functions of the program, nine runs each, in random order, on made-up applications whose desktop entries have 2 to 3 KiB
+    ("What is installed", """\
+Functions of the program, nine runs each, in random order, on made-up applications whose desktop entries have 2 to 3 KiB
 and 25 translations; every tenth is a browser. All of it happens beside the links, on a thread of its own.""", [
         *(Row(f"finding all {count:,} applications", "discovery", (f"apps_scan/{count}",), beside=READS_ALL,
               floor=(f"apps_floor/{count}",)) for count in (50, 500, 5000)),
@@ -190,7 +194,8 @@ and 25 translations; every tenth is a browser. All of it happens beside the link
               beside=READS_ALL, floor=(f"browsers_floor/{count}",)) for count in (50, 500, 5000)),
         Row("the programs of 500 applications, to know senders by", "candidates", ("index",)),
     ]),
-    ("Windows", """From the wish for a window (a call on the bus; for the panel a click on the icon) until its last pixel is on an X screen
+    ("Windows", """\
+From the wish for a window (a call on the bus; for the panel a click on the icon) until its last pixel is on an X screen
 without hardware behind it, with the program at rest before. A bare Qt window is a program with one label that is shown
 in the same way.""", [
         *(Row(f"settings, {rules} rules, first time{where}", "window", (kind, key, "first"), beside=BARE_WINDOW,
@@ -205,7 +210,8 @@ in the same way.""", [
             floor=("floor", "first"), wish=20),
         Row("panel, 5 rules, again, openbox", "panel", ("program", "later"), beside=BARE_WINDOW, floor=("floor", "later"),
             wish=8),
-        Row("memory that the first panel adds", "panel", ("program", "panel RSS"), "MB", BARE_WINDOW, ("floor", "panel RSS")),
+        Row("memory that the first panel adds", "panel", ("program", "panel RSS"), "MB", BARE_WINDOW,
+            ("floor", "panel RSS")),
     ]),
 ]
 
@@ -214,11 +220,13 @@ BARE_PROGRAMS = {"with a display": "a bare `QApplication`", "without a display":
 
 def at_rest(label, figure, unit="ms", comparison="ratio", wishes=(None, None)):
     """That figure in a session with a display and in one without."""
-    return [Row(f"{label}, {kind}", "idle", (kind, "program", figure), unit, beside, (kind, "floor", figure), comparison, wish)
+    return [Row(f"{label}, {kind}", "idle", (kind, "program", figure), unit, beside, (kind, "floor", figure), comparison,
+                wish)
             for (kind, beside), wish in zip(BARE_PROGRAMS.items(), wishes)]
 
 
-SECTIONS.append(("At rest", """The program after its start, before any link and any window. It is compared with the least Qt programs that have a name
+SECTIONS.append(("At rest", """\
+The program after its start, before any link and any window. It is compared with the least Qt programs that have a name
 on the bus: one that could have windows (a bare `QApplication`), and one that could not (a bare `QCoreApplication`).""", [
     *at_rest("memory in use (resident)", "RSS", "MB", wishes=(24, None)),
     *at_rest("of that written to, and shared with nobody", "dirty", "MB"),
@@ -290,7 +298,8 @@ def verdict(figures):
     wishes = [row for row in rows() if row.wish is not None]
     verdicts = {row: judged(row, figures) for row in wishes}
     reached = sum(each == REACHED for each in verdicts.values())
-    lines = [f"**{reached} of {len(wishes)}** wishes are reached" + ("." if reached == len(wishes) else "; these are not:\n")]
+    rest = "." if reached == len(wishes) else "; these are not:\n"
+    lines = [f"**{reached} of {len(wishes)}** wishes are reached{rest}"]
     for row, each in verdicts.items():
         if each != REACHED:
             _, figure, _, comparison, limit, _, _ = cells(row, figures)

@@ -212,12 +212,12 @@ class Figures(unittest.TestCase):
             report.ROOT = root
             os.makedirs(os.path.join(root, "src/deep"))
             os.makedirs(os.path.join(root, "bench"))
-            seen = []
+            seen = [report.tree()]
             for name in ("src/deep/a.cpp", "bench/b.py", "CMakeLists.txt", "bench/table.py", "docs.md"):
                 with open(os.path.join(root, name), "w", encoding="utf-8") as file:
                     file.write("text")
                 seen.append(report.tree())
-            self.assertEqual([seen.index(each) for each in seen], [0, 1, 2, 2, 2])
+            self.assertEqual([seen.index(each) for each in seen], [0, 1, 2, 3, 3, 3])
 
 
 if __name__ == "__main__":
