@@ -6,7 +6,7 @@ usage: VANTOREL_STAGE=STAGE idle.py WINDOW_FLOOR IDLE_FLOOR [--json FILE] [--rou
 Beside each figure stands that of its floor, taken in the same run: the least program with a name on the bus that can
 have windows (bench_window_floor), and that can have none (bench_idle_floor). Every round starts each program once, alone
 and in changing order, on a private bus, with a private display or without any. At the end all of them are left alone at
-the same time. Medians, and the least in brackets.
+the same time.
 
 ready        from the start until its name is on the bus, ms
 ready cpu    processor time of the program until then, ms; what it computes while the news travels counts as well
@@ -16,28 +16,19 @@ threads, fds       of the program at rest
 wake-ups     how often any of its threads woke up while nothing happened
 """
 
-import argparse
-import itertools
-import json
+import functools
 import os
-import statistics
 import sys
 import time
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path.insert(0, os.path.join(ROOT, "bench"))
-sys.path.insert(0, os.path.join(ROOT, "tests", "desktop"))
+from gi.repository import Gio, GLib
 
-from gi.repository import Gio, GLib  # noqa: E402
+import report
+from harness.desktop import PROGRAM_ID, PrivateDesktop
+from harness.processes import end_process, open_files_of, switches_of, wake_ups_between
+from harness.settings import rule
+from window import BROWSER, FLOOR_ID, memory, processor_time, rest
 
-from harness.desktop import PROGRAM_ID, PrivateDesktop  # noqa: E402
-from harness.processes import end_process, open_files_of, switches_of, wake_ups_between  # noqa: E402
-from harness.settings import rule  # noqa: E402
-from window import memory, processor_time, rest  # noqa: E402
-
-BROWSER = "org.example.Browser"
-FLOOR_ID = "org.example.Floor"
-WARM_UP = 1
 PATIENCE = 30.0
 
 
@@ -46,7 +37,7 @@ class Session:
 
     def __init__(self, desktop, floor):
         self.desktop = desktop
-        self.programs = {"program": (desktop.program, PROGRAM_ID), "floor": (os.path.abspath(floor), FLOOR_ID)}
+        self.programs = {"program": (desktop.program, PROGRAM_ID), "floor": (floor, FLOOR_ID)}
         desktop.add_browser(BROWSER)
         desktop.write_settings(rules=[rule(BROWSER, "example.test", "Domain")], fallback=BROWSER, debug_mode=False)
         self.bus = desktop.connect()
@@ -102,56 +93,24 @@ def wake_ups(sessions, seconds):
     return counts
 
 
-def measure_all(sessions, rounds):
-    keys = [(kind, which) for kind, session in sessions.items() for which in session.programs]
-    series = {key: {} for key in keys}
-    orders = itertools.cycle([keys, keys[::-1], keys[2:] + keys[:2], keys[1::-1] + keys[:1:-1]])
-    for count, order in zip(range(WARM_UP + rounds), orders):
-        for kind, which in order:
-            for figure, value in sessions[kind].measure(which).items():
-                if count >= WARM_UP:
-                    series[kind, which].setdefault(figure, []).append(value)
-    return series
-
-
-def summary(series, counts):
-    result = {}
-    for (kind, which), rows in series.items():
-        figures = {figure: {"median": statistics.median(values), "min": min(values), "rounds": len(values)}
-                   for figure, values in rows.items()}
-        figures["wake-ups"] = {"median": counts[kind, which], "min": counts[kind, which], "rounds": 1}
-        result.setdefault(kind, {})[which] = figures
-    return result
-
-
-def show(result, seconds):
-    for kind, programs in result.items():
-        print(f"{kind}\n{'':<12}" + "".join(f"{which:>20}" for which in programs))
-        for figure in programs["program"]:
-            cells = (programs[which][figure] for which in programs)
-            print(f"{figure:<12}" + "".join(f"{cell['median']:>11.1f} [{cell['min']:6.1f}]" for cell in cells))
-        print()
-    print(f"wake-ups in {seconds:.0f} s")
-
-
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("window_floor")
-    parser.add_argument("idle_floor")
-    parser.add_argument("--json", metavar="FILE", help="write the figures there as well")
+    parser = report.parser(__doc__)
+    parser.add_argument("window_floor", type=os.path.abspath)
+    parser.add_argument("idle_floor", type=os.path.abspath)
     parser.add_argument("--rounds", type=int, default=10)
     parser.add_argument("--quiet", metavar="SECONDS", type=float, default=60.0)
     arguments = parser.parse_args()
     with PrivateDesktop(display=True) as displayed, PrivateDesktop() as plain:
         sessions = {"with a display": Session(displayed, arguments.window_floor),
                     "without a display": Session(plain, arguments.idle_floor)}
-        series = measure_all(sessions, arguments.rounds)
-        result = summary(series, wake_ups(sessions, arguments.quiet))
-    show(result, arguments.quiet)
-    if arguments.json:
-        with open(arguments.json, "w", encoding="utf-8") as file:
-            json.dump(result, file, indent=2)
-            file.write("\n")
+        figures = report.in_turn({(kind, which): functools.partial(session.measure, which)
+                                  for kind, session in sessions.items() for which in session.programs}, arguments.rounds)
+        counts = wake_ups(sessions, arguments.quiet)
+    series = {}
+    for (kind, which), rows in figures.items():
+        rows[f"wake-ups in {arguments.quiet:.0f} s"] = [counts[kind, which]]
+        series.setdefault(kind, {})[which] = rows
+    report.finish(arguments, series)
 
 
 if __name__ == "__main__":

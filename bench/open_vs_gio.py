@@ -4,19 +4,19 @@
 usage: open_vs_gio.py PATH/OF/vantorel-open [--pairs PAIRS] [--json FILE]
 
 Runs both in turn, PAIRS times (100), for a browser that ends at once and for one that keeps running, on a private
-session bus with private folders, and prints the medians in milliseconds and their ratio.
+session bus with private folders. Milliseconds.
 """
 
-import argparse
-import json
+import functools
 import os
 import shutil
 import signal
-import statistics
 import subprocess
 import sys
 import tempfile
 import time
+
+import report
 
 LINK = "https://example.test/a%7Eb%2Fc?q=%41"
 WARM_UP = 5
@@ -72,29 +72,21 @@ def end_browser(root):
 def measure(root, number, script, opener, pairs):
     app = f"browser{number}"
     entry = install(root, app, script)
-    commands = ([opener, "-b", app, LINK], [shutil.which("gio"), "launch", entry, LINK])
-    times = ([], [])
-    for count in range(WARM_UP + pairs):
-        for command, series in zip(commands, times):
-            elapsed = run(command)
-            if "/pid" in script:
-                end_browser(root)
-            if count >= WARM_UP:
-                series.append(elapsed)
-    return [statistics.median(series) for series in times]
+
+    def timed(command):
+        elapsed = run(command)
+        if "/pid" in script:
+            end_browser(root)
+        return {"time": elapsed}
+
+    commands = {"vantorel-open": [opener, "-b", app, LINK], "gio launch": [shutil.which("gio"), "launch", entry, LINK]}
+    series = report.in_turn({name: functools.partial(timed, command) for name, command in commands.items()}, pairs, WARM_UP)
+    return {name: figures["time"] for name, figures in series.items()}
 
 
-def inside(root, opener, pairs, report):
-    figures = {}
-    print(f"{pairs} pairs; medians in ms\n")
-    print("| browser | vantorel-open | gio launch | ratio |\n|---|---|---|---|")
-    for number, (name, script) in enumerate(BROWSERS.items()):
-        ours, theirs = measure(root, number, script, opener, pairs)
-        print(f"| {name} | {ours:.2f} | {theirs:.2f} | 1/{theirs / ours:.1f} |", flush=True)
-        figures[name] = {"vantorel-open ms": ours, "gio launch ms": theirs, "ratio": ours / theirs}
-    if report:
-        with open(report, "w", encoding="utf-8") as file:
-            json.dump(figures, file, indent=2)
+def inside(root, arguments):
+    report.finish(arguments, {name: measure(root, number, script, arguments.opener, arguments.pairs)
+                              for number, (name, script) in enumerate(BROWSERS.items())})
 
 
 def outside(arguments):
@@ -116,16 +108,15 @@ def outside(arguments):
 
 
 def main():
-    parser = argparse.ArgumentParser(usage=__doc__)
+    parser = report.parser(__doc__)
     parser.add_argument("opener", type=os.path.abspath)
     parser.add_argument("--pairs", type=int, default=100)
-    parser.add_argument("--json", type=os.path.abspath)
     arguments = parser.parse_args()
     root = os.environ.get(INSIDE)
     if root is None:
-        report = ["--json", arguments.json] if arguments.json else []
-        return outside([arguments.opener, "--pairs", str(arguments.pairs), *report])
-    inside(root, arguments.opener, arguments.pairs, arguments.json)
+        given = ["--json", arguments.json] if arguments.json else []
+        return outside([arguments.opener, "--pairs", str(arguments.pairs), *given])
+    inside(root, arguments)
     return 0
 
 

@@ -6,7 +6,7 @@ usage: VANTOREL_STAGE=STAGE panel.py FLOOR [--json FILE] [--rounds N] [--later N
 FLOOR is bench_panel_floor: a plain window with one label, shown by the same click. Every round starts each program once,
 lets it come to rest, clicks, clicks again to hide the panel, and so on. On a private bus and display with a window
 manager, and with a bar that shows nothing and passes clicks on as real ones do. A process apart reads the screen and
-tells when the panel's content is there and stays. Milliseconds and MB; medians, and the least in brackets.
+tells when the panel's content is there and stays. Milliseconds and MB.
 
 first        from the first click until the pixels are there
 later        the median of the later ones
@@ -15,31 +15,24 @@ idle RSS     memory before any panel was asked for
 panel RSS    what the first one adds to that
 """
 
-import argparse
-import itertools
-import json
+import functools
 import os
 import statistics
-import sys
 import time
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path.insert(0, os.path.join(ROOT, "bench"))
-sys.path.insert(0, os.path.join(ROOT, "tests", "desktop"))
+from gi.repository import GLib
 
-from gi.repository import GLib  # noqa: E402
-
-from harness.desktop import PrivateDesktop  # noqa: E402
-from harness.processes import end_process  # noqa: E402
-from harness.settings import rule  # noqa: E402
-from harness.trays import ITEM, FakeTray  # noqa: E402
-from window import Watcher, memory, processor_time, rest  # noqa: E402
+import report
+from harness.desktop import PrivateDesktop
+from harness.processes import end_process
+from harness.settings import rule
+from harness.trays import ITEM, FakeTray
+from window import Watcher, memory, processor_time, rest
 
 BROWSER = "org.example.Browser"
 CLICK = (500, 100)  # where the pointer is and the icon is said to be
 WATCHED = (118, 200, 420, 540)  # below that: top, height, and the left edges of two columns
 SOON = 0.4  # a click that comes sooner after one elsewhere is taken for the same one
-WARM_UP = 1
 
 
 class Panels:
@@ -47,7 +40,7 @@ class Panels:
 
     def __init__(self, desktop, floor):
         self.desktop = desktop
-        self.programs = {"program": desktop.program, "floor": os.path.abspath(floor)}
+        self.programs = {"program": desktop.program, "floor": floor}
         self.watcher = Watcher(desktop)
         desktop.add_browser(BROWSER)
         desktop.write_settings(rules=[rule(BROWSER, f"host{number}.example.test", "Domain", name=f"Rule {number}")
@@ -92,51 +85,17 @@ class Panels:
         return figures
 
 
-PROGRAMS = ("program", "floor")
-
-
-def measure_all(panels, rounds, later):
-    series = {which: {} for which in PROGRAMS}
-    orders = itertools.cycle(itertools.permutations(PROGRAMS))
-    for count, order in zip(range(WARM_UP + rounds), orders):
-        for which in order:
-            for figure, value in panels.measure(which, later).items():
-                if count >= WARM_UP:
-                    series[which].setdefault(figure, []).append(value)
-    return series
-
-
-def summary(series):
-    figures = {which: {figure: {"median": statistics.median(values), "min": min(values), "rounds": len(values)}
-                       for figure, values in rows.items()} for which, rows in series.items()}
-    ratios = {f"{figure}, program/floor": figures["program"][figure]["median"] / figures["floor"][figure]["median"]
-              for figure in ("first", "later")}
-    return {"figures": figures, "ratios": ratios}
-
-
-def show(result):
-    print(f"{'':<12}" + "".join(f"{which:>20}" for which in PROGRAMS))
-    for figure in result["figures"]["floor"]:
-        cells = (result["figures"][which][figure] for which in PROGRAMS)
-        print(f"{figure:<12}" + "".join(f"{cell['median']:>11.1f} [{cell['min']:6.1f}]" for cell in cells))
-    for name, ratio in result["ratios"].items():
-        print(f"{name:<24}{ratio:>8.2f}")
-
-
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("floor")
-    parser.add_argument("--json", metavar="FILE", help="write the figures there as well")
+    parser = report.parser(__doc__)
+    parser.add_argument("floor", type=os.path.abspath)
     parser.add_argument("--rounds", type=int, default=8)
     parser.add_argument("--later", type=int, default=5, help="how often the panel is shown again")
     arguments = parser.parse_args()
     with PrivateDesktop(display=True) as desktop:
-        result = summary(measure_all(Panels(desktop, arguments.floor), arguments.rounds, arguments.later))
-    show(result)
-    if arguments.json:
-        with open(arguments.json, "w", encoding="utf-8") as file:
-            json.dump(result, file, indent=2)
-            file.write("\n")
+        panels = Panels(desktop, arguments.floor)
+        series = report.in_turn({which: functools.partial(panels.measure, which, arguments.later)
+                                 for which in panels.programs}, arguments.rounds)
+    report.finish(arguments, series)
 
 
 if __name__ == "__main__":

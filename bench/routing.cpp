@@ -9,9 +9,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <iterator>
-#include <map>
-
 using namespace vantorel;
 
 namespace {
@@ -89,45 +86,14 @@ void parsing(benchmark::State& state) {
         benchmark::DoNotOptimize(Link::parse(kLink));
 }
 
-// Keeps the medians, and prints each count's ratio to its floor at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.aggregate_name == "median")
-                m_medians[run.run_name.function_name + '/' + run.run_name.args] = run.GetAdjustedRealTime();
-        }
-    }
-
-    void Finalize() override {
-        GetOutputStream() << "\nrules   routing / floor (medians of this run)\n";
-        for (const int count : {10, 100, 1'000, 10'000}) {
-            const auto suffix = '/' + std::to_string(count);
-            GetOutputStream() << count << '\t' << m_medians["routing" + suffix] / m_medians["floor" + suffix] << '\n';
-        }
-    }
-
-private:
-    std::map<std::string, double> m_medians;
-};
-
 } // namespace
 
 int main(int argc, char** argv) {
     for (auto* const bench :
          {benchmark::RegisterBenchmark("floor", floorOfRouting), benchmark::RegisterBenchmark("routing", routing)})
-        bench->RangeMultiplier(10)->Range(10, 10'000)->Unit(benchmark::kMicrosecond)->Repetitions(9);
-    benchmark::RegisterBenchmark("parsing", parsing)->Repetitions(9);
-    // Interleaved, so that a machine that changes its speed changes it for both.
-    std::vector<char*> arguments(argv, argv + argc);
-    std::string interleave = "--benchmark_enable_random_interleaving=true";
-    std::string aggregates = "--benchmark_display_aggregates_only=true";
-    std::string time = "--benchmark_min_time=0.05";
-    arguments.insert(arguments.begin() + 1, {interleave.data(), aggregates.data(), time.data()});
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
+        bench->RangeMultiplier(10)->Range(10, 10'000)->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark("parsing", parsing);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

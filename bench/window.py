@@ -6,7 +6,7 @@ usage: VANTOREL_STAGE=STAGE window.py FLOOR [--json FILE] [--rounds N] [--only m
 FLOOR is bench_window_floor: a plain Qt window with one label, shown in the same way. Every round starts each program
 once, lets it come to rest, shows its window, hides and shows it again, in changing order. On a private bus and display,
 once with a window manager and once without. A process apart reads the screen and tells when the window's content is
-there and stays. Milliseconds and MB; medians, and the least in brackets.
+there and stays. Milliseconds and MB.
 
 first, second   from Activate on the bus until the pixels are there
 cpu             processor time of the program for the same
@@ -14,27 +14,21 @@ idle            memory before any window was asked for: resident, proportional, 
 window          what the first show adds to that
 """
 
-import argparse
-import itertools
-import json
+import functools
 import os
-import statistics
 import subprocess
 import sys
 import time
 
 import dbus.bus
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path.insert(0, os.path.join(ROOT, "tests", "desktop"))
-
-from harness.desktop import APPLICATION, PROGRAM_ID, PROGRAM_PATH, PrivateDesktop  # noqa: E402
-from harness.processes import end_process, wait_until  # noqa: E402
-from harness.settings import rule  # noqa: E402
+import report
+from harness.desktop import APPLICATION, PROGRAM_ID, PROGRAM_PATH, PrivateDesktop
+from harness.processes import end_process, wait_until
+from harness.settings import rule
 
 BROWSER = "org.example.Browser"
 FLOOR_ID = "org.example.Floor"
-WARM_UP = 1
 CALL_SECONDS = 30.0
 AT_REST = 0.4  # seconds without any processor time
 WATCHED = (140, 488, 270, 480)  # of the middle of the screen: top, height, and the left edges of two columns
@@ -74,7 +68,8 @@ class Watcher:
 
     def __init__(self, desktop):
         program = os.path.join(desktop.programs, "window_watcher")
-        subprocess.run(["cc", "-O2", os.path.join(ROOT, "bench", "window_watcher.c"), "-o", program, "-lxcb"], check=True)
+        source = os.path.join(report.ROOT, "bench", "window_watcher.c")
+        subprocess.run(["cc", "-O2", source, "-o", program, "-lxcb"], check=True)
         self.process = desktop.spawn([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def tell(self, line):
@@ -155,17 +150,6 @@ class Windows:
 PROGRAMS = {"30 rules": 30, "1000 rules": 1000, "floor": None}
 
 
-def measure_all(windows, rounds):
-    series = {name: {} for name in PROGRAMS}
-    orders = itertools.cycle(itertools.permutations(PROGRAMS))
-    for count, order in zip(range(WARM_UP + rounds), orders):
-        for name in order:
-            for figure, value in windows.measure(PROGRAMS[name]).items():
-                if count >= WARM_UP:
-                    series[name].setdefault(figure, []).append(value)
-    return series
-
-
 def start_bare_display(desktop):
     read_end, write_end = os.pipe()
     desktop.spawn(["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset"],
@@ -175,48 +159,23 @@ def start_bare_display(desktop):
         desktop.environment["DISPLAY"] = ":" + pipe.readline().strip().decode()
 
 
-def summary(series):
-    figures = {name: {figure: {"median": statistics.median(values), "min": min(values), "rounds": len(values)}
-                      for figure, values in rows.items()} for name, rows in series.items()}
-    ratios = {}
-    for kind in ("min", "median"):
-        for figure in ("first", "first cpu"):
-            few, many, floor = (figures[name][figure][kind] for name in ("30 rules", "1000 rules", "floor"))
-            ratios[f"{figure}, 1000 rules/30 rules, {kind}"] = many / few
-            ratios[f"{figure}, 30 rules/floor, {kind}"] = few / floor
-    return {"figures": figures, "ratios": ratios}
-
-
-def show(title, result):
-    print(f"{title}\n{'':<16}" + "".join(f"{name:>20}" for name in PROGRAMS))
-    for figure in result["figures"]["floor"]:
-        cells = (result["figures"][name][figure] for name in PROGRAMS)
-        print(f"{figure:<16}" + "".join(f"{cell['median']:>11.1f} [{cell['min']:6.1f}]" for cell in cells))
-    for name, ratio in result["ratios"].items():
-        print(f"{name:<44}{ratio:>8.2f}")
-    print()
-
-
 def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("floor")
-    parser.add_argument("--json", metavar="FILE", help="write the figures there as well")
+    parser = report.parser(__doc__)
+    parser.add_argument("floor", type=os.path.abspath)
     parser.add_argument("--rounds", type=int, default=12)
     parser.add_argument("--only", choices=["managed", "bare"], help="with or without a window manager only")
     arguments = parser.parse_args()
-    results = {}
+    series = {}
     for kind in ("managed", "bare"):
         if arguments.only not in (None, kind):
             continue
         with PrivateDesktop(display=kind == "managed") as desktop:
             if kind == "bare":
                 start_bare_display(desktop)
-            results[kind] = summary(measure_all(Windows(desktop, os.path.abspath(arguments.floor)), arguments.rounds))
-        show("with a window manager" if kind == "managed" else "without a window manager", results[kind])
-    if arguments.json:
-        with open(arguments.json, "w", encoding="utf-8") as file:
-            json.dump(results, file, indent=2)
-            file.write("\n")
+            windows = Windows(desktop, arguments.floor)
+            measures = {name: functools.partial(windows.measure, rules) for name, rules in PROGRAMS.items()}
+            series[kind] = report.in_turn(measures, arguments.rounds)
+    report.finish(arguments, series)
 
 
 if __name__ == "__main__":
