@@ -1,7 +1,6 @@
 """The icon in the bar and the panel under it, in real bars, as a user with a pointer works with them."""
 
 import os
-import re
 import signal
 import subprocess
 import time
@@ -13,7 +12,7 @@ from harness.case import BROWSER, OTHER_BROWSER, main
 from harness.processes import wait_until
 from harness.settings import rule
 from harness.trays import LEFT, MIDDLE, RIGHT, FakeTray, Trayer, XfcePanel
-from harness.windows import activate_x11, search_x11
+from harness.windows import activate_x11, geometry_x11, search_x11
 from settings_window import CHAT, MAIL, SettingsWindowTest, numbered_rules
 from test_window import Colors
 
@@ -44,8 +43,7 @@ class MenuBarTest(SettingsWindowTest):
         return [window for window in found if self.size_of(window) >= (290, 180)]
 
     def size_of(self, window):
-        text = self.private.run(["xwininfo", "-id", str(window)]).stdout.decode()
-        return tuple(int(match) for match in re.findall(r"(?:Width|Height): (\d+)", text))  # empty once it is gone
+        return (geometry_x11(self.private, window) or ())[2:]  # empty once it is gone
 
     def wait_for_panel(self):
         [panel] = wait_until(self.panels, "the panel", timeout=20, detail=self.private.describe)

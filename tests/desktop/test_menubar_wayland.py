@@ -4,8 +4,6 @@ import json
 import subprocess
 import time
 
-from gi.repository import GLib
-
 from harness import kwin, processes
 from harness.case import BROWSER, OTHER_BROWSER, main, qt_window
 from harness.processes import wait_until
