@@ -1,32 +1,16 @@
-#include "app/AppDelegate.h"
 #include "app/DisplayPlatform.h"
-#include "app/ExitGuard.h"
+#include "app/Instance.h"
 #include "app/Restart.h"
-#include "app/Shared.h"
-#include "discovery/BrowserDetector.h"
-#include "discovery/InstalledAppDetector.h"
-#include "interception/SourceAppTracker.h"
-#include "menubar/MenuBarManager.h"
-#include "platform/freedesktop/ApplicationMonitor.h"
 #include "platform/freedesktop/BusNames.h"
-#include "platform/freedesktop/DBusLinkSource.h"
-#include "platform/freedesktop/DebugAdaptor.h"
-#include "platform/freedesktop/DesktopSystemSettings.h"
-#include "platform/freedesktop/InstalledIndex.h"
-#include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/RunningInstance.h"
 #include "platform/freedesktop/SystemLog.h"
-#include "platform/freedesktop/TerminationSignals.h"
 #include "platform/wayland/LayerShell.h"
-#include "routing/Link.h"
-#include "routing/RulesEngine.h"
-#include "routing/RulesStore.h"
 
 #include <QApplication>
 #include <QDBusConnection>
+#include <QDBusError>
 #include <QDir>
 #include <QSessionManager>
-#include <QThreadPool>
 
 #include <csignal>
 #include <cstdio>
@@ -135,132 +119,6 @@ std::unique_ptr<QCoreApplication> makeApplication(const std::optional<QByteArray
     return application;
 }
 
-template <typename Entries> QList<QStringList> rowsOf(const Entries& entries) {
-    QList<QStringList> rows;
-    for (const auto& entry : entries)
-        rows.append({entry.id, entry.name, entry.appURL.toLocalFile()});
-    return rows;
-}
-
-int runAsInstance(QCoreApplication& application, const QStringList& links, const Restart::Legacy& legacy) {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (tellIfNoBus(bus))
-        return EXIT_FAILURE;
-    std::optional<MenuBarManager> menuBarManager; // absent without a display
-    if (qobject_cast<QApplication*>(&application))
-        menuBarManager.emplace(MenuBarManager::Collaborators{
-            .makeStatusItem = shared::makeStatusItem,
-            .makeEventMonitor = shared::makeClickMonitor,
-            .makePanelSurface = shared::makePanelSurface,
-            .makeMenuBarView = shared::makeMenuBarView,
-            .makeSettingsView = shared::makeSettingsView,
-            .bringToFront = shared::bringToFront,
-            .prepareTexts = shared::prepareTexts,
-            .quit = QCoreApplication::quit,
-        });
-    std::function<void(Restart::Legacy)> startAnew;
-    std::optional<LaunchContext> settingsWish; // for the next program, which may be on its way for another reason
-
-    const auto openSettings = [&menuBarManager, &application, &startAnew, &settingsWish] {
-        // A display that does not answer would keep us waiting for good.
-        if (!reachableDisplayPlatform())
-            return false;
-        if (menuBarManager) {
-            menuBarManager->openSettings();
-            return true;
-        }
-        // There is a display again. Whoever asks gets an answer first.
-        settingsWish = shared::launchContext();
-        QMetaObject::invokeMethod(
-            &application, [&startAnew] { startAnew({}); }, Qt::QueuedConnection);
-        return true;
-    };
-    // From the event loop: a start that finds another program running ends before that, and shows no icon of its own.
-    const auto setUpMenuBar = [&menuBarManager] {
-        if (!menuBarManager)
-            return;
-        QMetaObject::invokeMethod(&*menuBarManager, &MenuBarManager::setup, Qt::QueuedConnection);
-        shared::observeNoFallback([&menuBarManager] { menuBarManager->handleNoFallback(); });
-    };
-    DBusLinkSource linkSource(bus, shared::launchContext(), shared::processApplications());
-    AppDelegate delegate({
-        .linkSource = linkSource,
-        .interceptor = shared::urlInterceptor,
-        .startSourceAppTracker = [] { shared::sourceAppTracker().start(); },
-        .route = [](const Link& url,
-                    const QStringList& sourceAppIDs) { shared::rulesEngine().route(url, sourceAppIDs); },
-        .detectBrowsers = [] { shared::browserDetector().refresh(); },
-        .detectApps = [] { shared::installedAppDetector().refresh(); },
-        .setUpMenuBar = setUpMenuBar,
-        .saveSettings = [] { shared::rulesStore().saveForTermination(); },
-        .tearDownMenuBar =
-            [&menuBarManager] {
-                if (menuBarManager)
-                    menuBarManager->teardown();
-            },
-        .quit = QCoreApplication::quit,
-        .openSettings = openSettings,
-    });
-    startAnew = [&delegate, &settingsWish](Restart::Legacy next) {
-        next.lastActiveBundleID = shared::sourceAppTracker().lastActiveBundleID();
-        delegate.applicationWillTerminate(); // the last calls come with it
-        next.showsSettings = settingsWish.has_value();
-        next.context = settingsWish.value_or(LaunchContext());
-        Restart::execute(next);
-    };
-    if (legacy.lastActiveBundleID)
-        shared::sourceAppTracker().assume(*legacy.lastActiveBundleID);
-    new DebugAdaptor(linkSource, shared::rulesStore, shared::interceptDebugStore(),
-                     {.browsers = [] { return rowsOf(shared::browserDetector().browsers()); },
-                      .apps = [] { return rowsOf(shared::installedAppDetector().apps()); }});
-    // One scan after another: an older one must not publish its list last.
-    QThreadPool::globalInstance()->setMaxThreadCount(1);
-    // Its thread ends with its work, and not half a minute later, for which it would wake up.
-    QThreadPool::globalInstance()->setExpiryTimeout(0);
-    // Before the detectors: a link may come at any moment now, and the lists are not needed for it.
-    shared::currentIndex().refresh();
-    delegate.applicationDidFinishLaunching();
-
-    // Browsers first: their scan is what makes GIO tell of the next change.
-    const ApplicationMonitor applicationMonitor;
-    QObject::connect(&applicationMonitor, &ApplicationMonitor::changed, &application, [] {
-        shared::browserDetector().refresh();
-        shared::currentIndex().refresh();
-        shared::installedAppDetector().refresh();
-        shared::systemSettings().refresh();
-    });
-
-    const TerminationSignals terminationSignals;
-
-    // Two starts at the same time: the other one was quicker. The user has no wish but links when the bus starts the
-    // program, and when it starts itself anew.
-    if (!linkSource.claimName()) {
-        const bool isUnasked =
-            qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE") || (legacy.isAnew && !legacy.showsSettings);
-        return isUnasked && links.isEmpty() ? EXIT_SUCCESS : handOver(bus, links).value_or(EXIT_FAILURE);
-    }
-
-    QObject::connect(&terminationSignals, &TerminationSignals::received, &application, QCoreApplication::quit);
-    QObject::connect(&linkSource, &DBusLinkSource::busLost, &application, QCoreApplication::quit);
-    if (!menuBarManager) {
-        tell(QStringLiteral("no display; links are routed without icon and windows"));
-        // One that is only slow, as when a session begins, gets its windows as soon as it answers.
-        if (!legacy.withoutDisplay)
-            whenDisplayAnswers(application, [&startAnew] { startAnew({}); });
-    }
-    linkSource.deliverArguments(links);
-    if (legacy.showsSettings)
-        QMetaObject::invokeMethod(
-            &linkSource, [&] { linkSource.openSettings(legacy.context); }, Qt::QueuedConnection);
-    int status = EXIT_SUCCESS;
-    {
-        const ExitGuard displayLost([&startAnew] { startAnew({.withoutDisplay = true}); });
-        status = QCoreApplication::exec();
-    }
-    delegate.applicationWillTerminate();
-    return status;
-}
-
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -283,5 +141,15 @@ int main(int argc, char* argv[]) {
             return *status;
     }
     const auto application = makeApplication(legacy.withoutDisplay ? std::nullopt : reachableDisplayPlatform());
-    return runAsInstance(*application, links, legacy);
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (tellIfNoBus(bus))
+        return EXIT_FAILURE;
+    Instance instance(*application, bus, legacy);
+    if (const auto status = instance.run(links))
+        return *status;
+    // Two starts at the same time: the other one was quicker. The user has no wish but links when the bus starts the
+    // program, and when it starts itself anew.
+    const bool isUnasked =
+        qEnvironmentVariableIsSet("DBUS_STARTER_BUS_TYPE") || (legacy.isAnew && !legacy.showsSettings);
+    return isUnasked && links.isEmpty() ? EXIT_SUCCESS : handOver(bus, links).value_or(EXIT_FAILURE);
 }

@@ -17,8 +17,9 @@ namespace vantorel {
 
 namespace {
 
-constexpr std::array kFiles = {"branch",    "plus",      "minus",    "plus-circle-fill", "pencil-circle-fill", "lines",
-                               "app-badge", "checkmark", "chevrons", "warning-fill",     "gearshape",          "power"};
+constexpr std::array kFiles = {"branch", "plus",      "minus",     "plus-circle-fill", "pencil-circle-fill",
+                               "lines",  "app-badge", "checkmark", "chevrons",         "gearshape",
+                               "power"};
 static_assert(kFiles.size() == static_cast<std::size_t>(Symbol::power) + 1);
 
 } // namespace

@@ -19,7 +19,6 @@ enum class Symbol {
     appBadge,
     checkmark,
     chevrons,
-    warningFill,
     gearshape,
     power,
 };

@@ -73,7 +73,6 @@ QColor theme::color(Tone tone, const QPalette& palette) {
 
 QFont theme::font(Type type, const QFont& body) {
     switch (type) {
-    case Type::title2: return scaled(body, 1.3, QFont::DemiBold);
     case Type::headline: return scaled(body, 1.1, QFont::DemiBold);
     case Type::subheadline: return scaled(body, 1.0, QFont::DemiBold);
     case Type::body: return body;

@@ -46,7 +46,6 @@ bool isHighContrast(const QPalette& palette);
 QColor mixed(const QColor& a, const QColor& b, qreal shareOfB);
 
 enum class Type {
-    title2,
     headline,
     subheadline,
     body,

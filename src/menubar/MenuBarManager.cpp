@@ -66,7 +66,6 @@ MenuBarManager::~MenuBarManager() {
 
 void MenuBarManager::setup() {
     m_statusItem = m_collaborators.makeStatusItem();
-    m_panelController = [this] { return makeMenuBarView(); };
     m_eventMonitor = m_collaborators.makeEventMonitor();
     if (!m_statusItem)
         return;
@@ -93,10 +92,10 @@ void MenuBarManager::togglePopover(const StatusItem::Place& place) {
 }
 
 void MenuBarManager::openPanel(const StatusItem::Place& place) {
-    if (!m_statusItem || !m_panelController)
+    if (!m_statusItem)
         return;
     // Whoever makes the content first sees to the language of all texts and to the look of all windows.
-    QWidget* const content = m_panelController();
+    QWidget* const content = m_collaborators.makeMenuBarView([this] { openSettings(); });
     if (!m_panel) {
         m_panelSurface = m_collaborators.makePanelSurface();
         m_panel = std::make_unique<MenuBarPanel>();
@@ -186,10 +185,6 @@ void MenuBarManager::flashWarning() {
     item->setImage(warningImage());
     // Precise, for two that begin together must end in the same order.
     QTimer::singleShot(kFlash, Qt::PreciseTimer, item, [item, remembered] { item->setImage(remembered); });
-}
-
-QWidget* MenuBarManager::makeMenuBarView() {
-    return m_collaborators.makeMenuBarView([this] { openSettings(); });
 }
 
 QList<StatusItem::Entry> MenuBarManager::menu() {

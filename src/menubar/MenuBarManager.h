@@ -78,14 +78,12 @@ private:
     bool isDismissedBy(const StatusItem::Place& place) const;
     void forgetDismissal();
     void flashWarning();
-    QWidget* makeMenuBarView();
     void makeSettings();
     QList<StatusItem::Entry> menu();
 
     Collaborators m_collaborators;
     std::unique_ptr<StatusItem> m_statusItem;
     std::unique_ptr<MenuBarPanel> m_panel;
-    std::function<QWidget*()> m_panelController; // gives the panel's content
     std::unique_ptr<QWidget> m_settingsWindow;
     std::shared_ptr<ClickMonitor> m_eventMonitor;
 

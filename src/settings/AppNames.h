@@ -1,7 +1,6 @@
 #pragma once
 
 #include "discovery/AppInfo.h"
-#include "discovery/BrowserInfo.h"
 #include "discovery/DisplayName.h"
 
 #include <QHash>
@@ -9,17 +8,7 @@
 
 namespace vantorel {
 
-/// What to call the browser with this id: see displayName().
-inline QString browserName(const QList<BrowserInfo>& browsers, const QString& id) {
-    return displayName(id, browsers);
-}
-
-/// What to call the application with this id: see displayName().
-inline QString appName(const QList<AppInfo>& apps, const QString& id) {
-    return displayName(id, apps);
-}
-
-/// The same for very many ids, and their icons: goes through the entries (BrowserInfo or AppInfo) once.
+/// The names of displayName(), and the icons, for very many ids: goes through the entries (BrowserInfo or AppInfo) once.
 class AppNames {
 public:
     AppNames() = default;

@@ -177,7 +177,7 @@ QWidget* SettingsView::makeContent() {
         content);
     m_content->addWidget(m_list);
     connect(m_list, &RuleList::selectionRequested, this, &SettingsView::setSelectedRuleID);
-    connect(m_list, &RuleList::editRequested, this, &SettingsView::editRule);
+    connect(m_list, &RuleList::editRequested, this, &SettingsView::presentEditor);
     connect(m_list, &RuleList::deletionRequested, this, &SettingsView::deleteSelectedRule);
     connect(m_list, &RuleList::dragStarted, this, &SettingsView::setDraggedRuleID);
     connect(m_list, &RuleList::dropped, this, [this] { setDraggedRuleID(m_draggedRuleID); });
@@ -300,28 +300,18 @@ void SettingsView::deleteSelectedRule() {
 }
 
 void SettingsView::showAddRule() {
-    if (m_sheet)
-        return;
-    m_showingAddRule = true;
     presentEditor(std::nullopt);
 }
 
-void SettingsView::editRule(const Rule& rule) {
+void SettingsView::presentEditor(const std::optional<Rule>& rule) {
     if (m_sheet)
         return;
-    m_editingRule = rule;
-    presentEditor(rule);
-}
-
-void SettingsView::presentEditor(const std::optional<Rule>& rule) {
     auto* const editor = new RuleEditorView(m_store, m_detector, m_appDetector, rule);
     connect(editor, &RuleEditorView::dismissed, this, &SettingsView::dismissEditor);
     m_sheet = new Sheet(editor, this);
 }
 
 void SettingsView::dismissEditor() {
-    m_showingAddRule = false;
-    m_editingRule.reset();
     if (m_sheet)
         m_sheet->dismiss();
     m_sheet.clear();

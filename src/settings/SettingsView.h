@@ -48,15 +48,12 @@ private:
     void setDraggedRuleID(const std::optional<QUuid>& id);
     void deleteSelectedRule();
     void showAddRule();
-    void editRule(const Rule& rule);
     void presentEditor(const std::optional<Rule>& rule);
     void dismissEditor();
 
     RulesStore& m_store;
     BrowserDetector& m_detector;
     InstalledAppDetector& m_appDetector;
-    bool m_showingAddRule = false;
-    std::optional<Rule> m_editingRule;
     std::optional<QUuid> m_selectedRuleID;
     std::optional<QUuid> m_draggedRuleID;
 

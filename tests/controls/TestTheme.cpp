@@ -89,7 +89,7 @@ private Q_SLOTS:
         QFont body = QApplication::font();
         body.setPointSizeF(20);
         QVERIFY(theme::font(theme::Type::caption, body).pointSizeF() < 20);
-        QVERIFY(theme::font(theme::Type::title2, body).pointSizeF() > 20);
+        QVERIFY(theme::font(theme::Type::headline, body).pointSizeF() > 20);
         QCOMPARE(theme::font(theme::Type::body, body), body);
         QVERIFY(theme::font(theme::Type::monospacedCaption, body).pointSizeF() < 20);
         body.setPixelSize(30);

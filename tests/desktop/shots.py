@@ -8,7 +8,6 @@ staged install; without it, build/stage of this source tree.
 
 import dataclasses
 import os
-import re
 import subprocess
 import sys
 import time
@@ -16,13 +15,12 @@ from collections.abc import Callable
 
 from gi.repository import GLib
 
-from harness import settings
 from harness.case import sender
 from harness.desktop import APPLICATION, DEBUG, PROGRAM_ID, PrivateDesktop
 from harness.processes import wait_until
 from harness.settings import rule
 from harness.trays import BAR_HEIGHT, FakeTray, XfcePanel
-from harness.windows import search_x11
+from harness.windows import geometry_x11, search_x11
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PICTURES = os.path.join(ROOT, "docs", "pictures")
@@ -420,15 +418,10 @@ class Window(Area):
 
     def __init__(self, desktop, window):
         self._id = str(window)
-        super().__init__(desktop, self._geometry(desktop))
-
-    def _geometry(self, desktop):
-        text = desktop.run(["xwininfo", "-id", self._id]).stdout.decode()
-        names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
-        return [int(re.search(rf"{name}: +(-?\d+)", text).group(1)) for name in names]
+        super().__init__(desktop, geometry_x11(desktop, window))
 
     def _locate(self):
-        self._x, self._y, self.width, self.height = self._geometry(self.desktop)
+        self._x, self._y, self.width, self.height = geometry_x11(self.desktop, self._id)
 
     def _pointer(self, *arguments):
         self.desktop.run(["xdotool", *map(str, arguments)])

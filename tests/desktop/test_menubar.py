@@ -1,7 +1,6 @@
 """The icon in the bar and the panel under it, in real bars, as a user with a pointer works with them."""
 
 import os
-import re
 import signal
 import subprocess
 import time
@@ -13,7 +12,7 @@ from harness.case import BROWSER, OTHER_BROWSER, main
 from harness.processes import wait_until
 from harness.settings import rule
 from harness.trays import LEFT, MIDDLE, RIGHT, FakeTray, Trayer, XfcePanel
-from harness.windows import activate_x11, search_x11
+from harness.windows import activate_x11, geometry_x11, search_x11
 from settings_window import CHAT, MAIL, SettingsWindowTest, numbered_rules
 from test_window import Colors
 
@@ -44,8 +43,7 @@ class MenuBarTest(SettingsWindowTest):
         return [window for window in found if self.size_of(window) >= (290, 180)]
 
     def size_of(self, window):
-        text = self.private.run(["xwininfo", "-id", str(window)]).stdout.decode()
-        return tuple(int(match) for match in re.findall(r"(?:Width|Height): (\d+)", text))  # empty once it is gone
+        return (geometry_x11(self.private, window) or ())[2:]  # empty once it is gone
 
     def wait_for_panel(self):
         [panel] = wait_until(self.panels, "the panel", timeout=20, detail=self.private.describe)
@@ -393,26 +391,12 @@ class Content(MenuBarTest):
         self.wait_for_text("No rules \u2014 open Settings to add one.")
 
 
-class Icon(MenuBarTest):
-    """What the program tells a bar on the bus."""
-
-    def start_standin(self, **values):
-        self.start_in(FakeTray, values=values)
-        self.bar.wait_for(lambda item: "IconName" in item, "the item's properties")
+class IconOnTheBus:
+    """What the program tells a bar on the bus, whatever display it has. `start_standin` starts it with such settings."""
 
     def wait_for_image(self, name, timeout=processes.DEADLINE):
         wait_until(lambda: self.bar.item().get("IconName") == name, name, timeout=timeout,
                    detail=lambda: str(self.bar.item().get("IconName")))
-
-    def test_description(self):
-        self.start_standin()
-        item = self.bar.item()
-        self.assertEqual(item["IconName"], NORMAL)
-        self.assertEqual(item["IconAccessibleDesc"], "Vantorel")
-        self.assertEqual(item["Status"], "Active")
-        self.assertFalse(item["ItemIsMenu"])
-        self.assertTrue(os.path.isdir(item["IconThemePath"]), item["IconThemePath"])
-        self.assertTrue(item["IconPixmap"], "nothing for bars that do not find the icon by its name")
 
     def test_warning_and_back(self):
         self.start_standin(fallback=None)
@@ -438,12 +422,6 @@ class Icon(MenuBarTest):
             self.assertEqual(self.bar.item()["IconName"], WARNING)
             time.sleep(0.1)
 
-    def test_link_with_a_fallback_leaves_the_icon(self):
-        self.start_standin()
-        self.private.open_links(LINK, start=False)
-        self.private.wait_for_launches(1)
-        self.assertNotIn("NewIcon", self.bar.item()["signals"])
-
     def test_menu(self):
         self.start_standin()
         self.assertEqual([label for _, label in self.bar.menu()], ["Settings", "Quit Vantorel"])
@@ -452,6 +430,30 @@ class Icon(MenuBarTest):
         self.bar.choose("Quit Vantorel")
         self.assertEqual(self.router.wait(processes.DEADLINE), 0)
         self.bar.wait_for_no_item()
+
+
+class Icon(IconOnTheBus, MenuBarTest):
+    """The same under X11, and what is tried there alone."""
+
+    def start_standin(self, **values):
+        self.start_in(FakeTray, values=values)
+        self.bar.wait_for(lambda item: "IconName" in item, "the item's properties")
+
+    def test_description(self):
+        self.start_standin()
+        item = self.bar.item()
+        self.assertEqual(item["IconName"], NORMAL)
+        self.assertEqual(item["IconAccessibleDesc"], "Vantorel")
+        self.assertEqual(item["Status"], "Active")
+        self.assertFalse(item["ItemIsMenu"])
+        self.assertTrue(os.path.isdir(item["IconThemePath"]), item["IconThemePath"])
+        self.assertTrue(item["IconPixmap"], "nothing for bars that do not find the icon by its name")
+
+    def test_link_with_a_fallback_leaves_the_icon(self):
+        self.start_standin()
+        self.private.open_links(LINK, start=False)
+        self.private.wait_for_launches(1)
+        self.assertNotIn("NewIcon", self.bar.item()["signals"])
 
     def test_click_at_a_place_and_at_none(self):
         self.start_standin()

@@ -4,8 +4,6 @@ import json
 import subprocess
 import time
 
-from gi.repository import GLib
-
 from harness import kwin, processes
 from harness.case import BROWSER, OTHER_BROWSER, main, qt_window
 from harness.processes import wait_until
@@ -13,7 +11,7 @@ from harness.settings import rule
 from harness.trays import FakeTray
 from harness.wayland_pointer import LEFT, RIGHT, WaylandPointer
 from settings_window import numbered_rules
-from test_menubar import FLASH, GAP, NORMAL, WARNING, MenuBarTest
+from test_menubar import GAP, NORMAL, IconOnTheBus, MenuBarTest
 from test_window import TITLE
 
 LINK = "https://example.test/page"
@@ -136,7 +134,7 @@ class Panel:
         self.assertEqual(sorted(self.titles()), sorted([TITLE, "main"]))
 
 
-class OnSway(Panel, WaylandTest):
+class OnSway(IconOnTheBus, Panel, WaylandTest):
     COMPOSITOR = "sway"
 
     screen = SCREEN
@@ -276,33 +274,8 @@ class OnSway(Panel, WaylandTest):
 
     # -- the icon ------------------------------------------------------------------------------------------------------
 
-    def test_menu(self):
-        self.start_here()
-        self.assertEqual([label for _, label in self.bar.menu()], ["Settings", "Quit Vantorel"])
-        self.bar.choose("Settings")
-        self.window()
-        self.bar.choose("Quit Vantorel")
-        self.assertEqual(self.router.wait(processes.DEADLINE), 0)
-        self.bar.wait_for_no_item()
-
-    def wait_for_image(self, name):
-        wait_until(lambda: self.bar.item()["IconName"] == name, name, detail=lambda: str(self.bar.item()))
-
-    def test_warning_and_back_and_two_that_leave_it(self):
-        self.start_here(values={"fallback": None})
-        self.assertEqual(self.bar.item()["IconName"], NORMAL)
-        self.private.open_links(LINK, start=False)
-        self.wait_for_image(WARNING)
-        begin = time.monotonic()
-        self.wait_for_image(NORMAL)
-        self.assertGreater(time.monotonic() - begin, FLASH / 2)
-        self.private.open_links(LINK, start=False)
-        self.wait_for_image(WARNING)
-        self.private.open_links(LINK, start=False)
-        # The end of the first of these is normal, that of the second what it found.
-        wait_until(lambda: self.bar.item()["signals"].count("NewIcon") >= 5, "the ends of both flashes",
-                   detail=lambda: str(self.bar.item()["signals"]))
-        self.wait_for_image(WARNING)
+    def start_standin(self, **values):
+        self.start_here(values=values)
 
     def test_comes_back_with_the_bar(self):
         self.start_here()

@@ -14,7 +14,7 @@ from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main, sender
 from harness.desktop import APPLICATION
 from harness.processes import wait_until
 from harness.watch import FolderWatch
-from harness.windows import search_x11
+from harness.windows import geometry_x11, search_x11
 
 LINK = "https://example.test/page"
 TITLE = "Vantorel \u2014 Settings"
@@ -66,10 +66,7 @@ class WindowTest(DesktopTest):
         return self.private.run(["xprop", "-id", str(window), *names]).stdout.decode()
 
     def geometry(self, window):
-        """(x, y, width, height) of the content on the screen."""
-        text = self.private.run(["xwininfo", "-id", str(window)]).stdout.decode()
-        names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
-        return tuple(int(re.search(rf"{name}: +(-?\d+)", text).group(1)) for name in names)
+        return geometry_x11(self.private, window)
 
     def active_window(self):
         text = self.private.run(["xprop", "-root", "_NET_ACTIVE_WINDOW"]).stdout.decode()

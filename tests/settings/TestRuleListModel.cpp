@@ -137,15 +137,15 @@ void TestRuleListModel::names_areThoseOfTheDetectors_elseTheLastPieceOfTheId() {
     store->setRules({{.browserBundleID = id, .sourceAppBundleID = id}});
     QTEST(model->browserName(0), "browser");
     QTEST(model->appName(0).value(), "app");
-    QCOMPARE(browserName(detectors->browsers.browsers(), id), model->browserName(0));
-    QCOMPARE(appName(detectors->apps.apps(), id), model->appName(0));
+    QCOMPARE(displayName(id, detectors->browsers.browsers()), model->browserName(0));
+    QCOMPARE(displayName(id, detectors->apps.apps()), model->appName(0));
 }
 
 void TestRuleListModel::names_ofASharedId_areThoseOfTheFirst() {
     const QList<AppInfo> apps = {{.id = "x.a", .name = "First", .appURL = {}, .icon = {}},
                                  {.id = "x.a", .name = "Second", .appURL = {}, .icon = {}}};
     QCOMPARE(AppNames(apps).nameOf("x.a"), QString("First"));
-    QCOMPARE(appName(apps, "x.a"), QString("First"));
+    QCOMPARE(displayName("x.a", apps), QString("First"));
 }
 
 void TestRuleListModel::appName_isAbsentForAnyApplication() {

@@ -6,12 +6,17 @@
 
 namespace vantorel {
 
+struct WindowIdentity;
+
 /// One of the ways in which a desktop may tell which application is active. Which of them a session has shows only when
 /// it is asked, and may change while the program runs. Main thread only.
 class ActivationBackend : public QObject, public ActivationSource {
     Q_OBJECT
 
 public:
+    /// Names the application of a window.
+    using Identify = std::function<std::optional<QString>(const WindowIdentity& window)>;
+
     enum class State {
         unknown, ///< not started, or asked and not answered yet
         absent, ///< the session does not have it, for now

@@ -16,8 +16,6 @@ class QDBusPendingCallWatcher;
 
 namespace vantorel {
 
-struct WindowIdentity;
-
 /// The window that was activated last, as applications tell assistive technologies on the accessibility bus.
 ///
 /// For sessions in which nothing better tells. Accessibility is used where it runs already, and never started. Only
@@ -26,8 +24,6 @@ class AtSpiActivationSource : public ActivationBackend {
     Q_OBJECT
 
 public:
-    using Identify = std::function<std::optional<QString>(const WindowIdentity& window)>;
-
     /// Windows of this very process are answered with `ownBundleID`, all others as `identify` says of their process.
     /// The pauses before new attempts to reach a bus that is announced begin with `firstRetry`; after a few it is let
     /// be until it is announced anew.

@@ -18,8 +18,6 @@ class QTemporaryFile;
 
 namespace vantorel {
 
-struct WindowIdentity;
-
 /// The active window of KWin, as a small script inside it reports.
 ///
 /// The script is loaded over the session bus while KWin is there, and unloaded when the program ends. KWin is never
@@ -29,8 +27,6 @@ class KWinActivationSource : public ActivationBackend, protected QDBusContext {
     Q_CLASSINFO("D-Bus Interface", "com.qorbex.Vantorel.KWin")
 
 public:
-    using Identify = std::function<std::optional<QString>(const WindowIdentity& window)>;
-
     /// Windows of this very process are answered with `ownBundleID`, all others as `identify` says. The pauses before
     /// new attempts when KWin refuses the script begin with `firstRetry`; after a few KWin is let be until it restarts.
     KWinActivationSource(QDBusConnection bus, QString ownBundleID, Identify identify,

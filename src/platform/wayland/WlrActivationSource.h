@@ -16,8 +16,6 @@ class QSocketNotifier;
 
 namespace vantorel {
 
-struct WindowIdentity;
-
 /// Where the compositor listens that WAYLAND_DISPLAY names, given XDG_RUNTIME_DIR; empty where that is nowhere.
 QByteArray waylandSocketPath(const QByteArray& display, const QByteArray& runtimeFolder);
 
@@ -30,8 +28,6 @@ class WlrActivationSource : public ActivationBackend {
     Q_OBJECT
 
 public:
-    using Identify = std::function<std::optional<QString>(const WindowIdentity& window)>;
-
     /// Windows that go by `ownBundleID` are this program's; all others are named by `identify`.
     WlrActivationSource(QByteArray socketPath, QString ownBundleID, Identify identify);
     ~WlrActivationSource() override;

@@ -2,6 +2,7 @@
 
 #include "platform/freedesktop/UniqueFd.h"
 #include "platform/freedesktop/WindowApplications.h"
+#include "platform/x11/Xcb.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
 #include <future>
 #include <system_error>
@@ -21,7 +21,6 @@
 #include <sys/eventfd.h>
 
 #include <xcb/res.h>
-#include <xcb/xcb.h>
 #include <xcb/xcbext.h>
 
 namespace vantorel {
@@ -40,18 +39,7 @@ constexpr auto kLastRetry = 16s;
 // Longer names are no names; replies that are short never arrive in pieces.
 constexpr uint32_t kMostWords = 256;
 
-template <typename T> struct Freed {
-    void operator()(T* data) const { std::free(data); }
-};
-template <typename T> using Owned = std::unique_ptr<T, Freed<T>>;
-
-Owned<xcb_intern_atom_reply_t> interned(xcb_connection_t* connection, xcb_intern_atom_cookie_t cookie) {
-    return Owned<xcb_intern_atom_reply_t>(xcb_intern_atom_reply(connection, cookie, nullptr));
-}
-
-xcb_intern_atom_cookie_t intern(xcb_connection_t* connection, const char* name) {
-    return xcb_intern_atom(connection, false, static_cast<uint16_t>(std::strlen(name)), name);
-}
+using Xcb::Owned;
 
 QByteArray textOf(const xcb_get_property_reply_t* reply) {
     if (!reply || reply->format != 8)
@@ -104,18 +92,14 @@ struct X11ActivationSource::Server {
 void X11ActivationSource::Server::prepare() {
     if (isGone())
         return;
-    auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (int i = 0; i < screen && screens.rem > 1; ++i)
-        xcb_screen_next(&screens);
-    root = screens.data->root;
-
+    root = Xcb::screenAt(connection, screen)->root;
     xcb_prefetch_extension_data(connection, &xcb_res_id);
-    const std::array cookies = {intern(connection, "_NET_ACTIVE_WINDOW"), intern(connection, "_GTK_APPLICATION_ID"),
-                                intern(connection, "_KDE_NET_WM_DESKTOP_FILE")};
-    const std::array atoms = {&activeWindow, &gtkApplicationID, &kdeDesktopFile};
-    for (std::size_t i = 0; i < cookies.size(); ++i) {
-        if (const auto reply = interned(connection, cookies[i]))
-            *atoms[i] = reply->atom;
+    const auto atoms =
+        Xcb::atoms<3>(connection, {"_NET_ACTIVE_WINDOW", "_GTK_APPLICATION_ID", "_KDE_NET_WM_DESKTOP_FILE"});
+    if (atoms) {
+        activeWindow = (*atoms)[0];
+        gtkApplicationID = (*atoms)[1];
+        kdeDesktopFile = (*atoms)[2];
     }
     // Process ids came with version 1.2.
     const auto* const extension = xcb_get_extension_data(connection, &xcb_res_id);

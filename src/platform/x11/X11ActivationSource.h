@@ -14,8 +14,6 @@ class QSocketNotifier;
 
 namespace vantorel {
 
-struct WindowIdentity;
-
 /// The active window of an X server, as its window manager announces it on the root window.
 ///
 /// Has a connection of its own, which nothing ever waits on without a limit: a server that is stopped, slow or gone
@@ -24,8 +22,6 @@ class X11ActivationSource : public ActivationBackend {
     Q_OBJECT
 
 public:
-    using Identify = std::function<std::optional<QString>(const WindowIdentity& window)>;
-
     /// `display` is what DISPLAY says. Windows of this very process are answered with `ownBundleID`, all others as
     /// `identify` says.
     X11ActivationSource(QByteArray display, QString ownBundleID, Identify identify);

@@ -3,15 +3,14 @@
 #include "platform/freedesktop/StatusPlace.h"
 #include "platform/freedesktop/UniqueFd.h"
 #include "platform/x11/X11Display.h"
+#include "platform/x11/Xcb.h"
 
 #include <QSocketNotifier>
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -21,7 +20,6 @@
 #include <pthread.h>
 #include <sys/eventfd.h>
 
-#include <xcb/xcb.h>
 #include <xcb/xinput.h>
 
 namespace vantorel {
@@ -34,10 +32,7 @@ constexpr int kDeepest = 32;
 // From a frame down to the window that it is around.
 constexpr int kDepthOfFrames = 2;
 
-template <typename T> struct Freed {
-    void operator()(T* data) const { std::free(data); }
-};
-template <typename T> using Owned = std::unique_ptr<T, Freed<T>>;
+using Xcb::Owned;
 
 class EventFd {
 public:
@@ -115,15 +110,9 @@ bool Server::listen() {
     if (!version || version->major_version < 2)
         return false;
 
-    const std::string_view name = "WM_STATE";
-    const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
-        m_connection, xcb_intern_atom(m_connection, false, static_cast<uint16_t>(name.size()), name.data()), nullptr));
-    m_wmState = atom ? atom->atom : static_cast<xcb_atom_t>(XCB_NONE);
-
-    auto screens = xcb_setup_roots_iterator(xcb_get_setup(m_connection));
-    for (int i = 0; i < m_screen && screens.rem > 1; ++i)
-        xcb_screen_next(&screens);
-    m_root = screens.data->root;
+    if (const auto atoms = Xcb::atoms<1>(m_connection, {"WM_STATE"}))
+        m_wmState = atoms->front();
+    m_root = Xcb::screenAt(m_connection, m_screen)->root;
     struct {
         xcb_input_event_mask_t head;
         uint32_t mask;

@@ -1,19 +1,16 @@
 #include "platform/x11/X11Display.h"
 
+#include "platform/x11/Xcb.h"
+
 #include <QGuiApplication>
 #include <QWindow>
 
 #include <array>
-#include <cstdlib>
 #include <future>
 #include <memory>
-#include <optional>
-#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
-
-#include <xcb/xcb.h>
 
 namespace vantorel {
 
@@ -23,24 +20,6 @@ namespace {
 uint32_t timeOf(const QByteArray& startupID) {
     const qsizetype mark = startupID.lastIndexOf("_TIME");
     return mark < 0 ? 0 : startupID.mid(mark + 5).toUInt();
-}
-
-template <std::size_t N>
-std::optional<std::array<xcb_atom_t, N>> interned(xcb_connection_t* connection,
-                                                  const std::array<std::string_view, N>& names) {
-    std::array<xcb_intern_atom_cookie_t, N> cookies;
-    for (std::size_t i = 0; i < N; ++i)
-        cookies[i] = xcb_intern_atom(connection, false, static_cast<uint16_t>(names[i].size()), names[i].data());
-    std::array<xcb_atom_t, N> atoms{};
-    bool hasAll = true;
-    for (std::size_t i = 0; i < N; ++i) {
-        const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
-            xcb_intern_atom_reply(connection, cookies[i], nullptr), &std::free);
-        if (reply)
-            atoms[i] = reply->atom;
-        hasAll = hasAll && reply;
-    }
-    return hasAll ? std::optional(atoms) : std::nullopt;
 }
 
 } // namespace
@@ -66,7 +45,7 @@ void X11Display::bringToFront(const QWindow& window, const QByteArray& startupID
     xcb_connection_t* const qt = connection();
     if (!qt)
         return;
-    const auto atoms = interned<1>(qt, {"_NET_ACTIVE_WINDOW"});
+    const auto atoms = Xcb::atoms<1>(qt, {"_NET_ACTIVE_WINDOW"});
     if (!atoms)
         return;
     constexpr uint32_t kByTheUser = 2; // Extended Window Manager Hints, "source indication"
@@ -89,7 +68,7 @@ void X11Display::markAsPanel(const QWindow& window) {
     xcb_connection_t* const qt = connection();
     if (!qt)
         return;
-    const auto atoms = interned<8>(
+    const auto atoms = Xcb::atoms<8>(
         qt,
         {"_NET_WM_STATE", "_NET_WM_STATE_STICKY", "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER",
          "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_NOTIFICATION", "_NET_WM_WINDOW_TYPE_UTILITY", "_NET_WM_DESKTOP"});

@@ -2,6 +2,7 @@
 
 #include "platform/freedesktop/StatusPlace.h"
 #include "platform/freedesktop/StatusSymbol.h"
+#include "platform/x11/Xcb.h"
 
 #include <QGuiApplication>
 
@@ -16,7 +17,6 @@
 #include <vector>
 
 #include <xcb/render.h>
-#include <xcb/xcb.h>
 
 namespace vantorel {
 
@@ -29,20 +29,10 @@ constexpr uint32_t kHasMinimum = 1 << 4; // of size hints, as the two below
 constexpr std::size_t kMinimumWidth = 5;
 constexpr std::size_t kSizeHints = 18;
 
-template <typename T> struct Freed {
-    void operator()(T* data) const { std::free(data); }
-};
-template <typename T> using Owned = std::unique_ptr<T, Freed<T>>;
+using Xcb::Owned;
 
+// In the order of their names in Server::find().
 enum Atom { manager, opcode, visual, colors, embedInfo, name, utf8, selection, atomCount };
-constexpr std::array kAtomNames = {"MANAGER",
-                                   "_NET_SYSTEM_TRAY_OPCODE",
-                                   "_NET_SYSTEM_TRAY_VISUAL",
-                                   "_NET_SYSTEM_TRAY_COLORS",
-                                   "_XEMBED_INFO",
-                                   "_NET_WM_NAME",
-                                   "UTF8_STRING"};
-static_assert(kAtomNames.size() == Atom::selection);
 
 xcb_render_color_t renderColor(const QColor& color) {
     const auto part = [](int byte) { return static_cast<uint16_t>(byte * 0x101); };
@@ -101,27 +91,18 @@ std::unique_ptr<X11TrayIcon::Server> X11TrayIcon::Server::find() {
     int number = 0;
     if (xcb_parse_display(nullptr, &host, &display, &number) != 0)
         std::free(host);
-    auto screens = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (int i = 0; i < number && screens.rem > 1; ++i)
-        xcb_screen_next(&screens);
-    server->screen = screens.data;
+    server->screen = Xcb::screenAt(connection, number);
 
-    const std::string selectionName = "_NET_SYSTEM_TRAY_S" + std::to_string(number);
-    std::array<xcb_intern_atom_cookie_t, Atom::atomCount> cookies{};
-    for (std::size_t i = 0; i < cookies.size(); ++i) {
-        const std::string_view text = i == Atom::selection ? std::string_view(selectionName) : kAtomNames.at(i);
-        cookies.at(i) = xcb_intern_atom(connection, false, static_cast<uint16_t>(text.size()), text.data());
-    }
     const auto formatsCookie = xcb_render_query_pict_formats(connection);
-    for (std::size_t i = 0; i < cookies.size(); ++i) {
-        const Owned<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection, cookies.at(i), nullptr));
-        if (!reply)
-            return nullptr;
-        server->atoms.at(i) = reply->atom;
-    }
+    const std::string selectionName = "_NET_SYSTEM_TRAY_S" + std::to_string(number);
+    const auto atoms = Xcb::atoms<Atom::atomCount>(connection,
+                                                   {"MANAGER", "_NET_SYSTEM_TRAY_OPCODE", "_NET_SYSTEM_TRAY_VISUAL",
+                                                    "_NET_SYSTEM_TRAY_COLORS", "_XEMBED_INFO", "_NET_WM_NAME",
+                                                    "UTF8_STRING", selectionName});
     server->formats.reset(xcb_render_query_pict_formats_reply(connection, formatsCookie, nullptr));
-    if (!server->formats)
+    if (!atoms || !server->formats)
         return nullptr;
+    server->atoms = *atoms;
     for (auto format = xcb_render_query_pict_formats_formats_iterator(server->formats.get()); format.rem > 0;
          xcb_render_pictforminfo_next(&format)) {
         if (format.data->depth == 8 && format.data->type == XCB_RENDER_PICT_TYPE_DIRECT

@@ -17,7 +17,6 @@ ACCESSIBLE = "org.a11y.atspi.Accessible"
 ACTION = "org.a11y.atspi.Action"
 COMPONENT = "org.a11y.atspi.Component"
 EDITABLE_TEXT = "org.a11y.atspi.EditableText"
-SELECTION = "org.a11y.atspi.Selection"
 TEXT = "org.a11y.atspi.Text"
 
 _STATES = ("invalid active armed busy checked collapsed defunct editable enabled expandable expanded focusable focused "
@@ -127,9 +126,6 @@ class Node:
 
     def focus(self):
         return self._call(COMPONENT, "GrabFocus")[0]
-
-    def select_child(self, index):
-        return self._call(SELECTION, "SelectChild", GLib.Variant("(i)", (index,)))[0]
 
     def is_showing(self):
         return "showing" in self.states

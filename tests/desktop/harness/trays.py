@@ -15,7 +15,7 @@ from gi.repository import GLib
 
 from . import processes
 from .processes import wait_until
-from .windows import search_x11
+from .windows import geometry_x11, search_x11
 
 WATCHER = "org.kde.StatusNotifierWatcher"
 WATCHER_PATH = "/StatusNotifierWatcher"
@@ -106,12 +106,6 @@ class _Bar:
         text = self._private.run(["xwininfo", "-id", str(window), "-tree"]).stdout.decode()
         lines = re.findall(r"^ +(0x[0-9a-f]+) .*?(\d+)x(\d+)[+-].*?  \+?(-?\d+)\+?(-?\d+)$", text, re.MULTILINE)
         return [(int(name, 16), (int(x), int(y), int(width), int(height))) for name, width, height, x, y in lines]
-
-    def _geometry(self, window):
-        text = self._private.run(["xwininfo", "-id", str(window)]).stdout.decode()
-        names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
-        found = [re.search(rf"{name}: +(-?\d+)", text) for name in names]
-        return tuple(int(match.group(1)) for match in found) if all(found) else None
 
     def _embedded(self, window):
         """The rectangles of the XEmbed icons in a window."""
@@ -240,7 +234,7 @@ class XfcePanel(_Bar):
         if not plugin:
             return None
         count = len(self.items()) + len(self._embedded(plugin))
-        return self._geometry(plugin) if count == 1 else None
+        return geometry_x11(self._private, plugin) if count == 1 else None
 
 
 class Trayer(_Bar):
@@ -334,15 +328,9 @@ class FakeTray:
         name, slash, path = key.partition("/")
         return {"name": name, "path": slash + path}
 
-    def _call(self, method, signature, *values):
-        self._private.call(ITEM, method, GLib.Variant(signature, values), start=False, **self._place())
-
     def activate(self, x=0, y=0):
         """A click; a host that does not know the place sends zeros."""
-        self._call("Activate", "(ii)", x, y)
-
-    def secondary_activate(self, x=0, y=0):
-        self._call("SecondaryActivate", "(ii)", x, y)
+        self._private.call(ITEM, "Activate", GLib.Variant("(ii)", (x, y)), start=False, **self._place())
 
     # -- the menu ----------------------------------------------------------------------------------------------------
 

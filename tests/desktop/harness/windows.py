@@ -24,6 +24,14 @@ def search_x11(private, *criteria, visible=True):
             return [int(line) for line in found.stdout.split()]
 
 
+def geometry_x11(private, window):
+    """(x, y, width, height) of a window's content on the screen; None once it is gone."""
+    text = private.run(["xwininfo", "-id", str(window)]).stdout.decode()
+    names = ("Absolute upper-left X", "Absolute upper-left Y", "Width", "Height")
+    found = [re.search(rf"{name}: +(-?\d+)", text) for name in names]
+    return tuple(int(match.group(1)) for match in found) if all(found) else None
+
+
 class X11Windows:
     """Windows by their titles, on an X server with a window manager."""
 
