@@ -21,6 +21,7 @@ The usual value is the median of the samples between the first and the fifth tho
 
 import argparse
 import collections
+import contextlib
 import os
 import random
 import re
@@ -326,9 +327,14 @@ class Soak:
 
     def run(self, report=lambda sample: None):
         """All links; `report` is told each sample."""
-        # What is made at first use: windows and lists.
-        for what in ("panel", "settings", "panel", "nothing"):
+        # What is made at first use: windows, lists, and what either needs for a change and for a link.
+        for what in ("panel", "settings", "nothing") if self.display else ():
             self._show(what)
+            self._send(20)
+            if what == "settings":
+                for _ in range(2):
+                    self._edit()
+                    self._toggle("check box", "Debug Mode")
         self._change_applications()
         sent = 0
         turn = 0
@@ -361,6 +367,10 @@ class Soak:
         pid = self.router.pid
         # Scans have a thread of their own while they last.
         wait_until(lambda: "Thread (pooled)" not in processes.threads_of(pid).values(), "the scans to be over")
+        # A child's descriptors are closed a moment after it has been waited for.
+        if self.samples:
+            with contextlib.suppress(processes.Timeout):
+                wait_until(lambda: len(processes.open_files_of(pid)) <= self.samples[0].files, "few files", timeout=1)
         fields = dict(re.findall(r"^(\w+): +(\d+) kB", self.desktop.text_of(f"/proc/{pid}/smaps_rollup"), re.MULTILINE))
         heap = 0
         if self._gauge:
