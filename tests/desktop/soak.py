@@ -30,12 +30,12 @@ import subprocess
 import sys
 import time
 
-from gi.repository import GLib
+from gi.repository import Gio, GLib
 
 from harness import processes
 from harness.accessibility import AccessibilityBus
 from harness.case import sender
-from harness.desktop import APPLICATION, DEBUG, PrivateDesktop
+from harness.desktop import APPLICATION, DEBUG, PROGRAM_ID, PROGRAM_PATH, PrivateDesktop
 from harness.processes import wait_until
 from harness.settings import rule
 from harness.trays import FakeTray
@@ -52,6 +52,8 @@ MISSING = "org.example.Missing"  # never installed
 FALLBACK = "org.example.Fallback"
 BROWSERS = (FIRST, SECOND, THIRD, FAILING, FALLBACK)
 MAIL = "org.example.Mail"
+
+PATIENCE = processes.DEADLINE * 5  # a thousand links are ahead of each other
 
 WARM_UP = 1000
 USUAL_UNTIL = 5000
@@ -221,12 +223,13 @@ class Soak:
         # Several in one call, over a connection that ends at once, and as the arguments of another start.
         links = self._share(straight, False, expected)
         connection = desktop.connect()
-        desktop.call(APPLICATION, "Open", GLib.Variant("(asa{sv})", (links, {})), connection=connection)
+        connection.call_sync(PROGRAM_ID, PROGRAM_PATH, APPLICATION, "Open", GLib.Variant("(asa{sv})", (links, {})), None,
+                             Gio.DBusCallFlags.NONE, int(PATIENCE * 1000), None)
         connection.close_sync(None)
-        done = desktop.run([desktop.program, *self._share(by_program, False, expected)])
+        done = desktop.run([desktop.program, *self._share(by_program, False, expected)], timeout=PATIENCE)
         assert done.returncode == 0, done.stderr
         for log, process in started:
-            if process.wait(processes.DEADLINE * 5) != 0:
+            if process.wait(PATIENCE) != 0:
                 raise AssertionError("a link was not answered: " + desktop.text_of(log))
         self._wait_for(expected)
 
@@ -246,7 +249,7 @@ class Soak:
             return (f"missing {list((expected - got).items())[:5]}, too many {list((got - expected).items())[:5]}\n"
                     + self.desktop.text_of(os.path.join(self.desktop.logs, "router-0"))[-3000:])
 
-        wait_until(all_there, f"{expected.total()} links in the browsers", timeout=processes.DEADLINE * 3, detail=difference)
+        wait_until(all_there, f"{expected.total()} links in the browsers", timeout=PATIENCE, detail=difference)
         self._wait_for_rest()
         all_there()
         if got != expected:
