@@ -275,7 +275,7 @@ class PrivateDesktop:
 
     def _end_everything(self):
         # The program first: it saves on its way out, and what it left running is found by the marker afterwards.
-        owner = self.router_pid() if self._wants_bus and self.bus_process and self.bus_process.poll() is None else None
+        owner = self._owner() if self._wants_bus and self.bus_process and self.bus_process.poll() is None else None
         for pid in [owner] if owner else []:
             self._end(pid)
         # Everything else; the bus last, because programs may say goodbye to it.
@@ -468,21 +468,26 @@ class PrivateDesktop:
 
     def router_pid(self):
         """Process id of the running program, or None."""
-        try:
-            pid = self.call_bus("GetConnectionUnixProcessID", GLib.Variant("(s)", (PROGRAM_ID,)))[0]
-        except GLib.Error:
+        pid = self._owner()
+        if pid is None:
             return None
         self._router_pids.add(pid)
-        if processes.UNDER_VALGRIND and processes.is_running(pid):
+        if processes.UNDER_VALGRIND:
             self._see_valgrind(pid)
         return pid
+
+    def _owner(self):
+        try:
+            return self.call_bus("GetConnectionUnixProcessID", GLib.Variant("(s)", (PROGRAM_ID,)))[0]
+        except GLib.Error:
+            return None
 
     @staticmethod
     def _see_valgrind(pid):
         """Nothing would be found where it does not run."""
         try:
             program = os.readlink(f"/proc/{pid}/exe")
-        except FileNotFoundError:
+        except OSError:
             return  # it has just ended
         if "memcheck" not in program:
             raise AssertionError(f"{program} does not run under valgrind")
