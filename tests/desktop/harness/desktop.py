@@ -6,6 +6,7 @@ import shutil
 import signal
 import subprocess
 import tempfile
+import threading
 import time
 import uuid
 
@@ -54,6 +55,33 @@ def copy_stage(source, target):
                     file.write(text.replace(source, target))
 
 
+class ValgrindReports:
+    """What valgrind says of every program of one desktop, through one pipe: a file of its own would be written anew by
+    a program that executes itself."""
+
+    def __init__(self, path):
+        self.path = path
+        os.mkfifo(path)
+        os.chmod(path, 0o666)
+        self._parts = []
+        self._pipe = os.open(path, os.O_RDWR)  # both ends, so that there always is a reader and never an end
+        self._thread = threading.Thread(target=self._read, daemon=True)
+        self._thread.start()
+
+    def _read(self):
+        with open(self.path + "-said", "ab", buffering=0) as said:
+            while not self._parts or not self._parts[-1].endswith(b"\0"):
+                self._parts.append(os.read(self._pipe, 65536))
+                said.write(self._parts[-1])
+
+    def close(self):
+        """Returns everything that was said, once all who could have ended."""
+        os.write(self._pipe, b"\0")
+        self._thread.join()
+        os.close(self._pipe)
+        return b"".join(self._parts)[:-1].decode(errors="replace")
+
+
 class PrivateDesktop:
     """Folders, environment, session bus and, on request, a display or a compositor, all private to one test.
 
@@ -78,6 +106,7 @@ class PrivateDesktop:
         self._connection = None
         self._router_pids = set()
         self.bus_process = None
+        self._valgrind = None
         self.sanitizer_reports = []
 
     # -- life ------------------------------------------------------------------------------------------------------
@@ -155,6 +184,9 @@ class PrivateDesktop:
         for name in _PASSED_ON:
             if name in os.environ:
                 self.environment[name] = os.environ[name]
+        if processes.UNDER_VALGRIND:
+            self._valgrind = ValgrindReports(os.path.join(self.logs, "valgrind"))
+            self.environment["VANTOREL_REPORTS"] = self._valgrind.path
         self._choose_default(PROGRAM_ID)
 
     def folder(self, name, mode=0o755):
@@ -243,7 +275,7 @@ class PrivateDesktop:
 
     def _end_everything(self):
         # The program first: it saves on its way out, and what it left running is found by the marker afterwards.
-        owner = self.router_pid() if self._wants_bus and self.bus_process and self.bus_process.poll() is None else None
+        owner = self._owner() if self._wants_bus and self.bus_process and self.bus_process.poll() is None else None
         for pid in [owner] if owner else []:
             self._end(pid)
         # Everything else; the bus last, because programs may say goodbye to it.
@@ -273,16 +305,22 @@ class PrivateDesktop:
         if owned.poll() is None:
             owned.terminate()
             try:
-                owned.wait(patience)
+                owned.wait(max(patience, processes.DEADLINE) if processes.UNDER_VALGRIND else patience)
             except subprocess.TimeoutExpired:
                 owned.kill()
                 owned.wait()
 
     def _collect_sanitizer_reports(self):
         for name in sorted(os.listdir(self.logs)):
-            text = self.text_of(os.path.join(self.logs, name))
+            path = os.path.join(self.logs, name)
+            text = self.text_of(path) if os.path.isfile(path) else ""
             if "Sanitizer" in text or "runtime error:" in text:
                 self.sanitizer_reports.append(text)
+        # Lines that begin with dashes are about valgrind itself: a system call that it does not know.
+        said = self._valgrind.close().splitlines() if self._valgrind else []
+        said = [line for line in said if line and not line.startswith("--")]
+        if said:
+            self.sanitizer_reports.append("\n".join(said))
 
     # -- processes ---------------------------------------------------------------------------------------------------
 
@@ -430,12 +468,29 @@ class PrivateDesktop:
 
     def router_pid(self):
         """Process id of the running program, or None."""
-        try:
-            pid = self.call_bus("GetConnectionUnixProcessID", GLib.Variant("(s)", (PROGRAM_ID,)))[0]
-        except GLib.Error:
+        pid = self._owner()
+        if pid is None:
             return None
         self._router_pids.add(pid)
+        if processes.UNDER_VALGRIND:
+            self._see_valgrind(pid)
         return pid
+
+    def _owner(self):
+        try:
+            return self.call_bus("GetConnectionUnixProcessID", GLib.Variant("(s)", (PROGRAM_ID,)))[0]
+        except GLib.Error:
+            return None
+
+    @staticmethod
+    def _see_valgrind(pid):
+        """Nothing would be found where it does not run."""
+        try:
+            program = os.readlink(f"/proc/{pid}/exe")
+        except OSError:
+            return  # it has just ended
+        if "memcheck" not in program:
+            raise AssertionError(f"{program} does not run under valgrind")
 
     def wait_router_gone(self, pid):
         wait_until(lambda: not processes.is_running(pid), "the program to end", detail=self.describe)
@@ -514,7 +569,7 @@ class PrivateDesktop:
         """Everything that helps to understand a failure."""
         parts = ["-- what the program and the bus wrote:"]
         for name in sorted(os.listdir(self.logs)):
-            if name.startswith(("router-", "bus", "sender", "compositor")):
+            if name.startswith(("router-", "bus", "sender", "compositor", "valgrind-said")):
                 parts.append(f"[{name}]\n" + self.text_of(os.path.join(self.logs, name))[-4000:])
         parts.append(f"-- launches: {self.launches()[-20:]}")
         parts.append("-- processes: " + "; ".join(

@@ -12,7 +12,7 @@ import gi
 gi.require_version("Gio", "2.0")
 from gi.repository import Gio, GLib  # noqa: E402
 
-TIMEOUT_MS = 120000
+TIMEOUT_MS = 300000
 
 with open(sys.argv[2], encoding="utf-8") as file:
     links = file.read().splitlines()
