@@ -3,6 +3,7 @@
 #include "Fuzz.h"
 #include "Text.h"
 
+#include "handover/PlainLink.h"
 #include "routing/Link.h"
 
 #include <QRegularExpression>
@@ -112,6 +113,7 @@ void compareWithQUrl(const Link& link) {
 void checkParse(const QByteArray& received) {
     const auto link = Link::parse(received);
     const bool isPlain = isURI(received);
+    CHECK(!isPlainLink(view(received)) || (isPlain && link && link->isWeb()));
     CHECK(link || !isPlain); // what is a link already is taken
     if (!link)
         return;

@@ -39,6 +39,7 @@
 #include "settings/SettingsView.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QFile>
 #include <QLocale>
 #include <QWindow>
@@ -230,7 +231,9 @@ InstalledAppDetector& installedAppDetector() {
 
 DesktopSystemSettings& systemSettings() {
     static auto& settings =
-        *new DesktopSystemSettings(kBusName.toLatin1(), QFile::encodeName(QCoreApplication::applicationFilePath()));
+        *new DesktopSystemSettings(kBusName.toLatin1(),
+                                   QFile::encodeName(QDir::cleanPath(QCoreApplication::applicationDirPath()
+                                                                     + QStringLiteral("/../bin/vantorel"))));
     return settings;
 }
 

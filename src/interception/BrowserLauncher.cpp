@@ -41,7 +41,7 @@ void open(const Link& url, const QString& bundleID, const AppCatalog& catalog, P
     }
     const QString& link = url.absoluteString();
     const QByteArray program =
-        QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/vantorel-open"));
+        QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/vantorel-open"));
     const auto failure =
         runner.start(program, {"-b", bundleID.toUtf8(), link.toLatin1()},
                      [link, bundleID](const ProcessRunner::Exit& exit) { logExit(link, bundleID, exit); });

@@ -5,6 +5,7 @@ import os
 
 from harness import browsers, processes
 from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main
+from harness.desktop import copy_stage
 from harness.processes import wait_until
 from harness.settings import rule
 
@@ -119,13 +120,10 @@ class BadBrowsers(DesktopTest):
     def test_helper_cannot_be_started(self):
         desktop = self.desktop()
         desktop.write_settings(fallback=BROWSER)
-        stage = os.path.join(desktop.root, "copy", "bin")
-        os.makedirs(stage)
-        program = os.path.join(stage, "vantorel")
-        with open(desktop.program, "rb") as source:
-            desktop.write(program, source.read())
-        os.chmod(program, 0o755)
-        desktop.start_router(argv=[program])
+        copy = desktop.folder("copy")
+        copy_stage(desktop.stage, os.path.join(copy, "stage"))
+        os.remove(os.path.join(copy, "stage", "bin", "vantorel-open"))
+        desktop.start_router(argv=[os.path.join(copy, "stage", "bin", "vantorel")])
         desktop.open_links(BAD_LINK)
         self.assertEqual(desktop.last_event()[0], BAD_LINK)
         self.assertEqual(desktop.stop_router(), 0)

@@ -148,18 +148,20 @@ class OddStarts(DesktopTest):
                 self.assertEqual(desktop.wait_for_launches(1)[0].arguments, [b"https://example.test/%C3%BC"])
 
     def test_program_is_moved_while_it_runs(self):
-        # As a package upgrade does it: the helper is looked up beside the program at each link.
+        # As a package upgrade does it: the helper is looked up from where the program is at each link.
         desktop = self.desktop()
         desktop.write_settings(fallback=BROWSER)
         folder = desktop.folder("copy")
-        for name in ("vantorel", "vantorel-open"):
-            shutil.copy(os.path.join(desktop.stage, "bin", name), folder)
-        router = desktop.start_router(argv=[os.path.join(folder, "vantorel")])
+        programs = ("bin/vantorel", "bin/vantorel-open", "libexec/vantorel")
+        for name in programs:
+            os.makedirs(os.path.dirname(os.path.join(folder, name)), exist_ok=True)
+            shutil.copy(os.path.join(desktop.stage, name), os.path.join(folder, name))
+        router = desktop.start_router(argv=[os.path.join(folder, "bin/vantorel")])
         desktop.open_links(LINK)
         desktop.wait_for_launches(1)
-        for name in ("vantorel", "vantorel-open"):
+        for name in programs:
             os.rename(os.path.join(folder, name), os.path.join(folder, name + ".old"))
-            shutil.copy(os.path.join(desktop.stage, "bin", name), folder)
+            shutil.copy(os.path.join(desktop.stage, name), os.path.join(folder, name))
         desktop.open_links(LINK + "2")
         wait_until(lambda: len(desktop.launches()) == 2, "the link after the upgrade", detail=desktop.describe)
         self.assertIsNone(router.poll())

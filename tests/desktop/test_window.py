@@ -320,16 +320,20 @@ class Arguments(WindowTest):
         desktop.start_router()
         os.kill(desktop.display_process.pid, signal.SIGSTOP)
         try:
-            begin = time.monotonic()
-            done = desktop.run(["strace", "-f", "-e", "trace=connect", "-o", desktop.logs + "/trace",
-                                desktop.program, LINK])
-            self.assertEqual(done.returncode, 0, done.stderr)
-            self.assertLess(time.monotonic() - begin, AT_ONCE)
+            for link, loads_the_program in ((LINK, False), ("http://user@example.test/", True)):
+                with self.subTest(link):
+                    trace = os.path.join(desktop.logs, "trace")
+                    begin = time.monotonic()
+                    done = desktop.run(["strace", "-f", "-e", "trace=connect,execve", "-o", trace, desktop.program, link])
+                    self.assertEqual(done.returncode, 0, done.stderr)
+                    self.assertLess(time.monotonic() - begin, AT_ONCE)
+                    text = desktop.text_of(trace)
+                    self.assertIn(desktop.runtime, text)
+                    self.assertNotIn("X11-unix", text)
+                    # The small program hands over what is beyond doubt.
+                    self.assertEqual("libexec/vantorel" in text, loads_the_program)
         finally:
             os.kill(desktop.display_process.pid, signal.SIGCONT)
-        trace = desktop.text_of(desktop.logs + "/trace")
-        self.assertIn(desktop.runtime, trace)
-        self.assertNotIn("X11-unix", trace)
 
 
 class SessionEnd(WindowTest):

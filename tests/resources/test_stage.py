@@ -13,12 +13,13 @@ from xml.etree import ElementTree
 STAGE = os.environ["VANTOREL_STAGE"]
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 ID = "com.qorbex.Vantorel"
-PROGRAMS = ("vantorel", "vantorel-open")
+COMMANDS = ("vantorel", "vantorel-open")
+PROGRAMS = (*(f"bin/{command}" for command in COMMANDS), "libexec/vantorel")
 ICON_SIZES = (16, 22, 24, 32, 48, 64, 128, 256, 512)
 
 FILES = {
-    *(f"bin/{program}" for program in PROGRAMS),
-    *(f"share/man/man1/{program}.1" for program in PROGRAMS),
+    *PROGRAMS,
+    *(f"share/man/man1/{command}.1" for command in COMMANDS),
     *(f"share/icons/hicolor/{size}x{size}/apps/{ID}.png" for size in ICON_SIZES),
     f"share/icons/hicolor/scalable/apps/{ID}.svg",
     f"share/applications/{ID}.desktop",
@@ -51,7 +52,7 @@ class Tree(unittest.TestCase):
 
     def test_programs_can_be_run(self):
         for program in PROGRAMS:
-            self.assertTrue(os.access(os.path.join(STAGE, "bin", program), os.X_OK), program)
+            self.assertTrue(os.access(os.path.join(STAGE, program), os.X_OK), program)
 
     def test_icons_have_their_sizes(self):
         for size in ICON_SIZES:
@@ -62,7 +63,8 @@ class Tree(unittest.TestCase):
     def test_every_way_to_start_names_the_installed_program(self):
         program = os.path.join(STAGE, "bin/vantorel")
         self.assertEqual(entry(f"share/applications/{ID}.desktop")["Exec"], program + " %U")
-        self.assertEqual(entry(f"share/dbus-1/services/{ID}.service", "D-BUS Service")["Exec"], program)
+        self.assertEqual(entry(f"share/dbus-1/services/{ID}.service", "D-BUS Service")["Exec"],
+                         os.path.join(STAGE, "libexec/vantorel"))
         autostart = entry(f"etc/xdg/autostart/{ID}.desktop")
         self.assertEqual(shlex.split(autostart["Exec"])[-1], program)
         # What is left of a removed package must start nothing.
@@ -84,7 +86,7 @@ class Guards(unittest.TestCase):
     def each(self, *command):
         """What the command prints about each program."""
         for program in PROGRAMS:
-            path = os.path.join(STAGE, "bin", program)
+            path = os.path.join(STAGE, program)
             done = subprocess.run([*command, path], stdout=subprocess.PIPE, check=True, text=True,
                                   env={**os.environ, "LC_ALL": "C"})
             yield program, done.stdout
