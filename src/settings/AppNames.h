@@ -8,7 +8,8 @@
 
 namespace vantorel {
 
-/// The names of displayName(), and the icons, for very many ids: goes through the entries (BrowserInfo or AppInfo) once.
+/// The names of displayName(), and the icons, for very many ids: goes through the entries (BrowserInfo or AppInfo)
+/// once.
 class AppNames {
 public:
     AppNames() = default;
