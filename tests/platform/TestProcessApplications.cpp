@@ -300,11 +300,11 @@ void TestProcessApplications::variable_isThatOfTheProcessAlone() {
     add(10, {.environment = variables({"ROUND=1"})});
     add(20, {.parent = 10, .environment = variables({"AROUND=2", "ROUNDS=3", "A=ROUND=4"})});
     add(30, {.environment = variables({"A=", "ROUND=a=b c", "ROUND=5"})});
-    QCOMPARE(m_applications->variableOf(10, "ROUND"), QByteArray("1"));
-    QCOMPARE(m_applications->variableOf(20, "ROUND"), QByteArray());
-    QCOMPARE(m_applications->variableOf(30, "ROUND"), QByteArray("a=b c"));
-    QCOMPARE(m_applications->variableOf(30, "A"), QByteArray());
-    QCOMPARE(m_applications->variableOf(40, "ROUND"), QByteArray());
+    QCOMPARE(m_applications->originOf(10, "ROUND").variable, QByteArray("1"));
+    QCOMPARE(m_applications->originOf(20, "ROUND").variable, QByteArray());
+    QCOMPARE(m_applications->originOf(30, "ROUND").variable, QByteArray("a=b c"));
+    QCOMPARE(m_applications->originOf(30, "A").variable, QByteArray());
+    QCOMPARE(m_applications->originOf(40, "ROUND").variable, QByteArray());
 }
 
 void TestProcessApplications::sandbox_isNamedWithoutAnEntry_unlessTheNameIsNone_data() {

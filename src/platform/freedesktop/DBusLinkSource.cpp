@@ -28,6 +28,10 @@ bool hasEnded(const QDBusUnixFileDescriptor& process) {
     return poll(&descriptor, 1, 0) != 0;
 }
 
+std::optional<QString> idOf(const std::optional<ProcessApplication>& application) {
+    return application ? std::optional(application->id) : std::nullopt;
+}
+
 } // namespace
 
 DBusLinkSource::DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications)
@@ -86,7 +90,7 @@ void DBusLinkSource::deliverArguments(const QStringList& uris) {
                                 .startupID = qgetenv("DESKTOP_STARTUP_ID")};
     QMetaObject::invokeMethod(
         this,
-        [this, uris, context, sender = Sender{applicationOf(getpid()), qgetenv(kRound)}] {
+        [this, uris, context, sender = Sender{idOf(m_applications.applicationOf(getpid())), qgetenv(kRound)}] {
             deliver(uris, sender, context);
         },
         Qt::QueuedConnection);
@@ -115,11 +119,6 @@ bool DBusLinkSource::openSettings(LaunchContext context) {
     return isShown;
 }
 
-std::optional<QString> DBusLinkSource::applicationOf(pid_t process) const {
-    const auto application = m_applications.applicationOf(process);
-    return application ? std::optional(application->id) : std::nullopt;
-}
-
 // Asked before the call is answered: a sender that waits for the answer is still there. One that does not wait may have
 // ended, and its number may be that of another process by now. The bus has its descriptor, or, an older one, at least
 // knows at the end whether the sender was connected all along.
@@ -134,7 +133,8 @@ DBusLinkSource::Sender DBusLinkSource::senderOf(const QString& busName) const {
     if (!credentials.isValid())
         return {};
     const auto id = static_cast<pid_t>(credentials.value().value(QStringLiteral("ProcessID")).toUInt());
-    Sender sender{applicationOf(id), m_applications.variableOf(id, kRound)};
+    const ProcessOrigin origin = m_applications.originOf(id, kRound);
+    const Sender sender{idOf(origin.application), origin.variable};
     if (!sender.application && sender.round.isEmpty())
         return {};
     const auto process = credentials.value().value(QStringLiteral("ProcessFD")).value<QDBusUnixFileDescriptor>();

@@ -8,8 +8,6 @@
 
 #include <optional>
 
-#include <sys/types.h>
-
 namespace vantorel {
 
 struct LaunchContext;
@@ -58,7 +56,6 @@ private:
 
     void deliver(const QStringList& uris, const Sender& sender, LaunchContext context);
     void ignoreSession();
-    std::optional<QString> applicationOf(pid_t process) const;
     Sender senderOf(const QString& busName) const;
 
     QDBusConnection m_bus;
