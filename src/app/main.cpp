@@ -182,7 +182,7 @@ int runAsInstance(QCoreApplication& application, const QStringList& links, const
         QMetaObject::invokeMethod(&*menuBarManager, &MenuBarManager::setup, Qt::QueuedConnection);
         shared::observeNoFallback([&menuBarManager] { menuBarManager->handleNoFallback(); });
     };
-    DBusLinkSource linkSource(bus, shared::launchContext(), shared::processApplications());
+    DBusLinkSource linkSource(bus, shared::launchContext(), shared::processApplications(), shared::prepareLaunch);
     AppDelegate delegate({
         .linkSource = linkSource,
         .interceptor = shared::urlInterceptor,

@@ -34,10 +34,12 @@ std::optional<QString> idOf(const std::optional<ProcessApplication>& application
 
 } // namespace
 
-DBusLinkSource::DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications)
+DBusLinkSource::DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications,
+                               std::function<void()> linkIsComing)
     : m_bus(std::move(bus))
     , m_context(context)
-    , m_applications(applications) { }
+    , m_applications(applications)
+    , m_linkIsComing(std::move(linkIsComing)) { }
 
 // The object is there before the name is: a link that waited for the name must find it.
 void DBusLinkSource::start(Handlers handlers) {
@@ -91,13 +93,21 @@ void DBusLinkSource::deliverArguments(const QStringList& uris) {
     QMetaObject::invokeMethod(
         this,
         [this, uris, context, sender = Sender{idOf(m_applications.applicationOf(getpid())), qgetenv(kRound)}] {
-            deliver(uris, sender, context);
+            m_context = context;
+            deliver(uris, sender);
+            m_context = {};
         },
         Qt::QueuedConnection);
 }
 
-void DBusLinkSource::deliver(const QStringList& uris, const Sender& sender, LaunchContext context) {
+void DBusLinkSource::open(const QStringList& uris, const QString& sender, LaunchContext context) {
     m_context = std::move(context);
+    if (!uris.isEmpty())
+        deliver(uris, senderOf(sender));
+    m_context = {};
+}
+
+void DBusLinkSource::deliver(const QStringList& uris, const Sender& sender) {
     m_context.round = sender.round;
     for (const QString& text : uris) {
         const QByteArray uri = text.toUtf8();
@@ -109,7 +119,6 @@ void DBusLinkSource::deliver(const QStringList& uris, const Sender& sender, Laun
         else
             m_handlers.openURLs({uri});
     }
-    m_context = {};
 }
 
 bool DBusLinkSource::openSettings(LaunchContext context) {
@@ -133,7 +142,7 @@ DBusLinkSource::Sender DBusLinkSource::senderOf(const QString& busName) const {
     if (!credentials.isValid())
         return {};
     const auto id = static_cast<pid_t>(credentials.value().value(QStringLiteral("ProcessID")).toUInt());
-    const ProcessOrigin origin = m_applications.originOf(id, kRound);
+    const ProcessOrigin origin = m_applications.originOf(id, kRound, m_linkIsComing);
     const Sender sender{idOf(origin.application), origin.variable};
     if (!sender.application && sender.round.isEmpty())
         return {};

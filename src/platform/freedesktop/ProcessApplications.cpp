@@ -368,7 +368,9 @@ void ProcessApplications::ignoreInheritanceOf(pid_t process) {
 
 // On a thread of its own: nothing else gives up a read that does not end. Those that are stuck are few, or someone
 // wants to use us up.
-template <typename Answer> std::optional<Answer> ProcessApplications::askInTime(std::function<Answer()> question) {
+template <typename Answer>
+std::optional<Answer> ProcessApplications::askInTime(std::function<Answer()> question,
+                                                     const std::function<void()>& meanwhile) {
     if (*m_underWay >= kMostUnderWay)
         return std::nullopt;
     auto thread = std::make_shared<std::atomic<pid_t>>(0);
@@ -385,6 +387,8 @@ template <typename Answer> std::optional<Answer> ProcessApplications::askInTime(
     } catch (const std::system_error&) { // no thread to be had just now
         return std::nullopt;
     }
+    if (meanwhile)
+        meanwhile();
     // On a busy system it is no sign of anything that the time is over.
     while (answer.wait_for(kPatience) != std::future_status::ready) {
         if (*thread != 0 && !isRunning(*thread))
@@ -398,9 +402,11 @@ std::optional<ProcessApplication> ProcessApplications::applicationOf(pid_t proce
 }
 
 // The making of a thread is a good part of what a look costs, so there is one for both answers.
-ProcessOrigin ProcessApplications::originOf(pid_t process, const QByteArray& variable) {
+ProcessOrigin ProcessApplications::originOf(pid_t process, const QByteArray& variable,
+                                            const std::function<void()>& meanwhile) {
     const auto origin = askInTime<ProcessOrigin>(
-        [walk = Walk(m_procFolder, m_index(), m_session), process, variable] { return walk.from(process, variable); });
+        [walk = Walk(m_procFolder, m_index(), m_session), process, variable] { return walk.from(process, variable); },
+        meanwhile);
     if (origin || variable.isEmpty())
         return origin.value_or(ProcessOrigin());
     const auto alone = askInTime<QByteArray>([folder = m_procFolder, process, variable] {

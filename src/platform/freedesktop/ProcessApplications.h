@@ -49,8 +49,9 @@ public:
     std::optional<ProcessApplication> applicationOf(pid_t process);
 
     /// `applicationOf()`, and in the same look the value of a variable that the process was started with. A chain that
-    /// does not answer in time leaves the process itself to be asked, which takes another 50 ms at most.
-    ProcessOrigin originOf(pid_t process, const QByteArray& variable);
+    /// does not answer in time leaves the process itself to be asked, which takes another 50 ms at most. `meanwhile` is
+    /// called at once while the look goes on.
+    ProcessOrigin originOf(pid_t process, const QByteArray& variable, const std::function<void()>& meanwhile = {});
 
     /// Parents from this process on are the session and no applications: the bus, which starts services, and ourselves.
     void endChainsAt(pid_t process) { m_session.ends.insert(process); }
@@ -66,7 +67,8 @@ public:
     };
 
 private:
-    template <typename Answer> std::optional<Answer> askInTime(std::function<Answer()> question);
+    template <typename Answer>
+    std::optional<Answer> askInTime(std::function<Answer()> question, const std::function<void()>& meanwhile = {});
 
     Index m_index;
     QByteArray m_procFolder;
