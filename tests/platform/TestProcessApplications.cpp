@@ -305,6 +305,9 @@ void TestProcessApplications::variable_isThatOfTheProcessAlone() {
     QCOMPARE(m_applications->originOf(30, "ROUND").variable, QByteArray("a=b c"));
     QCOMPARE(m_applications->originOf(30, "A").variable, QByteArray());
     QCOMPARE(m_applications->originOf(40, "ROUND").variable, QByteArray());
+    int calls = 0;
+    m_applications->originOf(10, "ROUND", [&calls] { ++calls; });
+    QCOMPARE(calls, 1);
 }
 
 void TestProcessApplications::sandbox_isNamedWithoutAnEntry_unlessTheNameIsNone_data() {
@@ -613,7 +616,7 @@ void TestProcessApplications::chainOfAHundredProcesses_isGivenUp() {
 void TestProcessApplications::fileSystemThatDoesNotAnswer_isGivenUp() {
     const int server = open("/dev/fuse", O_RDWR | O_CLOEXEC);
     const QByteArray root = QFile::encodeName(m_proc + "/10/root");
-    add(10, {.program = programOf("chat")});
+    add(10, {.program = programOf("chat"), .environment = variables({"ROUND=1"})});
     add(20, {.program = programOf("chat")});
     QVERIFY(QDir().mkpath(root));
     const QByteArray options = "fd=" + QByteArray::number(server) + ",rootmode=40000,user_id=0,group_id=0";
@@ -621,6 +624,7 @@ void TestProcessApplications::fileSystemThatDoesNotAnswer_isGivenUp() {
         QSKIP("this user may not mount a file system");
     QElapsedTimer timer;
     timer.start();
+    QCOMPARE(m_applications->originOf(10, "ROUND").variable, QByteArray("1")); // it is not what does not answer
     for (int i = 0; i < 20; ++i)
         QCOMPARE(applicationOf(10), QString("(none)"));
     QVERIFY(timer.elapsed() < 10'000); // else for good
