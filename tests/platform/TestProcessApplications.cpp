@@ -624,12 +624,13 @@ void TestProcessApplications::fileSystemThatDoesNotAnswer_isGivenUp() {
         QSKIP("this user may not mount a file system");
     QElapsedTimer timer;
     timer.start();
-    QCOMPARE(m_applications->originOf(10, "ROUND").variable, QByteArray("1")); // it is not what does not answer
+    const QByteArray round = m_applications->originOf(10, "ROUND").variable;
     for (int i = 0; i < 20; ++i)
         QCOMPARE(applicationOf(10), QString("(none)"));
     QVERIFY(timer.elapsed() < 10'000); // else for good
     umount2(root, MNT_DETACH);
     close(server);
+    QCOMPARE(round, QByteArray("1")); // the process itself answers
     QTRY_COMPARE(applicationOf(20), QString("org.chat.App"));
 }
 
