@@ -38,7 +38,7 @@ template <typename Entries> QList<QStringList> rowsOf(const Entries& entries) {
 Instance::Instance(QCoreApplication& application, const QDBusConnection& bus, Restart::Legacy legacy)
     : m_application(application)
     , m_legacy(std::move(legacy))
-    , m_linkSource(bus, shared::launchContext(), shared::processApplications())
+    , m_linkSource(bus, shared::launchContext(), shared::processApplications(), shared::prepareLaunch)
     , m_delegate(delegateCollaborators()) {
     if (qobject_cast<QApplication*>(&application))
         m_menuBarManager.emplace(menuBarCollaborators());

@@ -69,10 +69,14 @@ UserDefaults& userDefaults() {
     return defaults;
 }
 
+SpawnRunner& browserRunner() {
+    static auto& runner = *new SpawnRunner(launchContext());
+    return runner;
+}
+
 void openInBrowser(const Link& url, const QString& bundleID) {
     static const auto& catalog = *new InstalledApps;
-    static auto& runner = *new SpawnRunner(launchContext());
-    BrowserLauncher::open(url, bundleID, catalog, runner);
+    BrowserLauncher::open(url, bundleID, catalog, browserRunner());
 }
 
 std::optional<QString> applicationOfWindow(const WindowIdentity& window) {
@@ -154,6 +158,10 @@ std::function<void()>& noFallbackObserver() {
 }
 
 } // namespace
+
+void prepareLaunch() {
+    browserRunner().prepare(BrowserLauncher::program());
+}
 
 RulesStore& rulesStore() {
     static auto& store = *new RulesStore(userDefaults());

@@ -34,6 +34,8 @@ SourceAppTracker& sourceAppTracker();
 CurrentIndex& currentIndex();
 ProcessApplications& processApplications();
 LaunchContext& launchContext();
+/// Gets ready to open a link in a browser while it is not known yet in which.
+void prepareLaunch();
 BrowserDetector& browserDetector();
 InstalledAppDetector& installedAppDetector();
 DesktopSystemSettings& systemSettings();

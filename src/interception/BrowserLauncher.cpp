@@ -34,16 +34,18 @@ void logExit(const QString& url, const QString& bundleID, const ProcessRunner::E
 
 } // namespace
 
+QByteArray program() {
+    return QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/vantorel-open"));
+}
+
 void open(const Link& url, const QString& bundleID, const AppCatalog& catalog, ProcessRunner& runner) {
     if (!catalog.isInstalled(bundleID)) {
         qCCritical(launcherLog).noquote().nospace() << "No application found for bundle ID: " << bundleID;
         return;
     }
     const QString& link = url.absoluteString();
-    const QByteArray program =
-        QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/vantorel-open"));
     const auto failure =
-        runner.start(program, {"-b", bundleID.toUtf8(), link.toLatin1()},
+        runner.start(program(), {"-b", bundleID.toUtf8(), link.toLatin1()},
                      [link, bundleID](const ProcessRunner::Exit& exit) { logExit(link, bundleID, exit); });
     // The words name the command that opens links on the platform where these messages were first written.
     if (failure)

@@ -1,5 +1,6 @@
 #pragma once
 
+class QByteArray;
 class QString;
 
 namespace vantorel {
@@ -13,6 +14,9 @@ class ProcessRunner;
 /// The outcome is known only from the log (category com.qorbex.Vantorel.launcher): one line for each link, at debug
 /// level when the browser was started with it, else at error level. Main thread.
 namespace BrowserLauncher {
+
+/// The path of vantorel-open.
+QByteArray program();
 
 /// Runs `vantorel-open -b ID LINK` as a child process and returns as soon as it has been started. Both
 /// collaborators must outlive the program's event loop.

@@ -64,6 +64,12 @@ Round roundOf(std::string_view link) {
     return {found ? found : "", link, std::chrono::seconds(now.tv_sec)};
 }
 
+void inheritRound(const std::string& text) {
+    if (!text.empty()) {
+        setenv(kVariable, text.c_str(), 1);
+    }
+}
+
 void setRound(const Round& round) {
     setenv(kVariable, round.text().c_str(), 1);
 }

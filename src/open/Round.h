@@ -37,6 +37,8 @@ private:
 
 /// The round of this process, by its own variable and the system's clock.
 Round roundOf(std::string_view link);
+/// Takes this for the variable, which the starter did not know before; empty for none. Before there are threads.
+void inheritRound(const std::string& text);
 /// Puts it into the environment of this process, for those that it starts. Before there are threads.
 void setRound(const Round& round);
 

@@ -13,12 +13,14 @@
 #include "platform/freedesktop/DesktopEntry.h"
 #include "platform/freedesktop/LinkHandOn.h"
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -52,6 +54,21 @@ void printReason(std::string reason) {
     }
     reason += '\n';
     std::fwrite(reason.data(), 1, reason.size(), stderr);
+}
+
+/// What a starter that did not know it before tells on standard input: the round, and our arguments, each ended by a 0.
+/// Nothing when there is nothing to open after all.
+std::vector<std::string> readArguments() {
+    std::string text;
+    std::array<char, 4096> buffer;
+    for (ssize_t count = 0; (count = read(STDIN_FILENO, buffer.data(), buffer.size())) > 0;) {
+        text.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    std::vector<std::string> arguments;
+    for (std::size_t end = 0, start = 0; (end = text.find('\0', start)) != std::string::npos; start = end + 1) {
+        arguments.push_back(text.substr(start, end - start));
+    }
+    return arguments;
 }
 
 bool activate(const DesktopEntry& entry, const std::string& link, Turn& turn, std::string& whyNot) {
@@ -110,12 +127,22 @@ bool openLink(std::string_view id, const std::string& link, Turn& turn, std::str
 int run(int argc, char** argv) {
     makeSurroundingsSane();
     Turn turn;
-    if (argc != 4 || std::string_view(argv[1]) != "-b") {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments == std::vector<std::string>{"-"}) {
+        arguments = readArguments();
+        if (arguments.empty()) {
+            turn.await();
+            return kOpened;
+        }
+        inheritRound(arguments.front());
+        arguments.erase(arguments.begin());
+    }
+    if (arguments.size() != 3 || arguments.front() != "-b") {
         std::fputs("usage: vantorel-open -b ID LINK\n", stderr);
         return kWrongArguments;
     }
     std::string whyNot;
-    const bool opened = openLink(argv[2], argv[3], turn, whyNot);
+    const bool opened = openLink(arguments[1], arguments[2], turn, whyNot);
     if (!opened) {
         printReason(std::move(whyNot));
     }

@@ -39,6 +39,9 @@ class TestOpen : public QObject {
 private Q_SLOTS:
     void wrongArguments_data();
     void wrongArguments();
+    void argumentsThatAreToldLater_data();
+    void argumentsThatAreToldLater();
+    void roundThatIsToldLater_counts();
 
     void link_arrivesByteExact_data();
     void link_arrivesByteExact();
@@ -89,6 +92,52 @@ void TestOpen::wrongArguments() {
     QCOMPARE(outcome.errors, "usage: vantorel-open -b ID LINK\n");
     QCOMPARE(outcome.output, "");
     QVERIFY(!box.exists("seen/web.pid"));
+}
+
+void TestOpen::argumentsThatAreToldLater_data() {
+    QTest::addColumn<QByteArrayList>("told"); // each is ended by a 0, but the last
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("errors");
+    QTest::addColumn<bool>("isOpened");
+    const QByteArray usage = "usage: vantorel-open -b ID LINK\n";
+    QTest::newRow("link") << QByteArrayList{"", "-b", "web", kLink, ""} << 0 << QByteArray() << true;
+    QTest::newRow("nothing") << QByteArrayList() << 0 << QByteArray() << false;
+    QTest::newRow("no link") << QByteArrayList{"", "-b", "web", ""} << 2 << usage << false;
+    QTest::newRow("cut off") << QByteArrayList{"", "-b", "web", kLink} << 2 << usage << false;
+    QTest::newRow("the same again") << QByteArrayList{"", "-", ""} << 2 << usage << false;
+}
+
+void TestOpen::argumentsThatAreToldLater() {
+    QFETCH(QByteArrayList, told);
+    const Sandbox box;
+    box.addApplication("web");
+    box.write("told", told.join('\0'));
+    const auto outcome = Command({"/bin/sh", "-c", VANTOREL_OPEN " - <" + box.path("told")}, box.environment).finish();
+    QTEST(outcome.status, "status");
+    QTEST(outcome.errors, "errors");
+    QTEST(box.exists("seen/web.pid"), "isOpened");
+    if (box.exists("seen/web.pid")) {
+        QCOMPARE(box.argumentsOf("web"), QByteArrayList{kLink});
+    }
+}
+
+void TestOpen::roundThatIsToldLater_counts() {
+    const auto roundAfter = [](const QByteArray& before) {
+        const Sandbox box;
+        box.addApplication("web");
+        box.write("told", before + QByteArray("\0-b\0web\0x:y\0", 12));
+        Command({"/bin/sh", "-c", VANTOREL_OPEN " - <" + box.path("told")}, box.environment).finish();
+        for (const QByteArray& variable : box.environmentOf("web")) {
+            if (variable.startsWith("VANTOREL_ROUND=")) {
+                return variable.mid(15);
+            }
+        }
+        return QByteArray();
+    };
+    const QByteArray first = roundAfter("");
+    QVERIFY2(first.startsWith("1 "), first.constData());
+    const QByteArray second = roundAfter(first);
+    QVERIFY2(second.startsWith("2 "), second.constData());
 }
 
 void TestOpen::link_arrivesByteExact_data() {

@@ -30,10 +30,19 @@ private Q_SLOTS:
     void exit_doesNotWaitForAGrandchildThatKeepsThePipe();
     void turns_chainTheChildrenInTheOrderOfTheirStart();
     void manyChildrenAtOnce_allReport();
+    void prepared_isToldTheRoundAndItsArguments();
+    void prepared_isUsedOnce_andForItsOwnProgramAlone();
+    void prepared_thatNobodyNeeds_endsWithoutAWord();
+    void prepared_getsNoMoreThanAPipeTakesAtOnce();
+    void prepared_thatHasEnded_isStartedAnew();
+    void prepared_keepsItsTurn();
 
 private:
     ProcessRunner::Exit run(const QByteArray& script, const QByteArrayList& arguments = {});
+    ProcessRunner::Exit finish(const QByteArray& program, const QByteArrayList& arguments);
+    QByteArray script(const QByteArray& text);
 
+    QTemporaryDir m_folder;
     LaunchContext m_context;
     std::unique_ptr<SpawnRunner> m_runner;
 };
@@ -44,9 +53,13 @@ void TestSpawnRunner::init() {
 }
 
 ProcessRunner::Exit TestSpawnRunner::run(const QByteArray& script, const QByteArrayList& arguments) {
+    return finish("/bin/sh", QByteArrayList{"-c", script, "sh"} + arguments);
+}
+
+ProcessRunner::Exit TestSpawnRunner::finish(const QByteArray& program, const QByteArrayList& arguments) {
     std::optional<ProcessRunner::Exit> exit;
-    const auto failure = m_runner->start("/bin/sh", QByteArrayList{"-c", script, "sh"} + arguments,
-                                         [&exit](const ProcessRunner::Exit& given) { exit = given; });
+    const auto failure =
+        m_runner->start(program, arguments, [&exit](const ProcessRunner::Exit& given) { exit = given; });
     if (failure || !QTest::qWaitFor([&exit] { return exit.has_value(); }, 30'000))
         return {.status = -1, .standardError = failure.value_or("no exit was reported").toUtf8()};
     return *exit;
@@ -190,6 +203,86 @@ void TestSpawnRunner::manyChildrenAtOnce_allReport() {
         QVERIFY2(!failure, qPrintable(failure.value_or(QString())));
     }
     QTRY_COMPARE_WITH_TIMEOUT(ended, kChildren, 60'000);
+}
+
+QByteArray TestSpawnRunner::script(const QByteArray& text) {
+    const QString path = m_folder.filePath("script");
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write("#!/bin/sh\n" + text);
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    return QFile::encodeName(path);
+}
+
+// The scripts write down that they have been started, and what they are told: their arguments before those of a pipe.
+void TestSpawnRunner::prepared_isToldTheRoundAndItsArguments() {
+    const QByteArray program =
+        script("echo \"$*\" \"$XDG_ACTIVATION_TOKEN\" \"$VANTOREL_ROUND\" >&2; tr '\\0' '|' >&2; exit 1");
+    m_context = {.activationToken = "token", .startupID = {}};
+    m_runner->prepare(program);
+    m_context.round = "1 2 3";
+    QCOMPARE(finish(program, {"-b", "id", "x:\xFF y"}).standardError, QByteArray("- token \n1 2 3|-b|id|x:\xFF y|"));
+}
+
+void TestSpawnRunner::prepared_isUsedOnce_andForItsOwnProgramAlone() {
+    const QByteArray program = script("[ \"$1\" != - ] || cat >/dev/null; echo \"$1\" >&2; exit 1");
+    m_runner->prepare(program);
+    QCOMPARE(finish(program, {"first"}).standardError, QByteArray("-\n"));
+    QCOMPARE(finish(program, {"second"}).standardError, QByteArray("second\n"));
+    m_runner->prepare(program);
+    QCOMPARE(run("echo other >&2; exit 1").standardError, QByteArray("other\n"));
+    QCOMPARE(finish(program, {"third"}).standardError, QByteArray("third\n"));
+}
+
+void TestSpawnRunner::prepared_thatNobodyNeeds_endsWithoutAWord() {
+    const QByteArray log = QFile::encodeName(m_folder.filePath("unneeded"));
+    const QByteArray program = script("tr '\\0' '|' >" + log + "; echo end >>" + log + "; exit 1");
+    const auto children = [] {
+        QFile file(QStringLiteral("/proc/self/task/%1/children").arg(getpid()));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : "unreadable";
+    };
+    const QByteArray others = children(); // those that earlier tests have left behind
+    m_runner->prepare(program);
+    QVERIFY(children() != others);
+    QTRY_COMPARE_WITH_TIMEOUT(children(), others, 30'000);
+    QFile file(QFile::decodeName(log));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray("end\n"));
+}
+
+// More than that might have to wait for the child, and too long an argument must be an error of the start.
+void TestSpawnRunner::prepared_getsNoMoreThanAPipeTakesAtOnce() {
+    const QByteArray program = script("echo \"$1\" | wc -c >&2; exit 1");
+    m_runner->prepare(program);
+    QCOMPARE(finish(program, {QByteArray(5000, 'x')}).standardError.trimmed(), QByteArray("5001"));
+    m_runner->prepare(program);
+    QCOMPARE(m_runner->start(program, {QByteArray(1 << 18, 'x')}, {}),
+             std::optional(QString("Argument list too long")));
+}
+
+void TestSpawnRunner::prepared_thatHasEnded_isStartedAnew() {
+    signal(SIGPIPE, SIG_IGN);
+    const QByteArray started = QFile::encodeName(m_folder.filePath("started"));
+    const QByteArray program = script("[ \"$1\" != - ] || { exec 0<&-; touch " + started + "; exit 0; }; exit 5");
+    m_runner->prepare(program);
+    while (!QFile::exists(QFile::decodeName(started)))
+        usleep(1000);
+    QCOMPARE(finish(program, {"again"}).status, 5);
+}
+
+// The second waits until the first lets go of its end.
+void TestSpawnRunner::prepared_keepsItsTurn() {
+    const QByteArray log = QFile::encodeName(m_folder.filePath("turns"));
+    const QByteArray program = script("cat >/dev/null; sleep 0.1; echo first >>" + log);
+    m_runner->prepare(program);
+    int ended = 0;
+    const auto finished = [&ended](const ProcessRunner::Exit&) { ++ended; };
+    QVERIFY(!m_runner->start(program, {}, finished));
+    QVERIFY(!m_runner->start("/bin/bash", {"-c", "cat <&${VANTOREL_TURN%,*}; echo second >>" + log}, finished));
+    QTRY_COMPARE_WITH_TIMEOUT(ended, 2, 30'000);
+    QFile file(QFile::decodeName(log));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), QByteArray("first\nsecond\n"));
 }
 
 QTEST_GUILESS_MAIN(TestSpawnRunner)

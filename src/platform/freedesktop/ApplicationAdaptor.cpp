@@ -50,7 +50,7 @@ void ApplicationAdaptor::Open(const QStringList& uris, const QVariantMap& platfo
         refuse(call, QDBusError::LimitsExceeded, QStringLiteral("These are too many links for one call"));
         return;
     }
-    m_source.deliver(uris, m_source.senderOf(call.service()), contextOf(platform_data));
+    m_source.open(uris, call.service(), contextOf(platform_data));
 }
 
 void ApplicationAdaptor::ActivateAction(const QString& action_name, const QVariantList&,

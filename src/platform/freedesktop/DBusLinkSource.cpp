@@ -28,12 +28,18 @@ bool hasEnded(const QDBusUnixFileDescriptor& process) {
     return poll(&descriptor, 1, 0) != 0;
 }
 
+std::optional<QString> idOf(const std::optional<ProcessApplication>& application) {
+    return application ? std::optional(application->id) : std::nullopt;
+}
+
 } // namespace
 
-DBusLinkSource::DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications)
+DBusLinkSource::DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications,
+                               std::function<void()> linkIsComing)
     : m_bus(std::move(bus))
     , m_context(context)
-    , m_applications(applications) { }
+    , m_applications(applications)
+    , m_linkIsComing(std::move(linkIsComing)) { }
 
 // The object is there before the name is: a link that waited for the name must find it.
 void DBusLinkSource::start(Handlers handlers) {
@@ -86,14 +92,22 @@ void DBusLinkSource::deliverArguments(const QStringList& uris) {
                                 .startupID = qgetenv("DESKTOP_STARTUP_ID")};
     QMetaObject::invokeMethod(
         this,
-        [this, uris, context, sender = Sender{applicationOf(getpid()), qgetenv(kRound)}] {
-            deliver(uris, sender, context);
+        [this, uris, context, sender = Sender{idOf(m_applications.applicationOf(getpid())), qgetenv(kRound)}] {
+            m_context = context;
+            deliver(uris, sender);
+            m_context = {};
         },
         Qt::QueuedConnection);
 }
 
-void DBusLinkSource::deliver(const QStringList& uris, const Sender& sender, LaunchContext context) {
+void DBusLinkSource::open(const QStringList& uris, const QString& sender, LaunchContext context) {
     m_context = std::move(context);
+    if (!uris.isEmpty())
+        deliver(uris, senderOf(sender));
+    m_context = {};
+}
+
+void DBusLinkSource::deliver(const QStringList& uris, const Sender& sender) {
     m_context.round = sender.round;
     for (const QString& text : uris) {
         const QByteArray uri = text.toUtf8();
@@ -105,7 +119,6 @@ void DBusLinkSource::deliver(const QStringList& uris, const Sender& sender, Laun
         else
             m_handlers.openURLs({uri});
     }
-    m_context = {};
 }
 
 bool DBusLinkSource::openSettings(LaunchContext context) {
@@ -113,11 +126,6 @@ bool DBusLinkSource::openSettings(LaunchContext context) {
     const bool isShown = m_handlers.openSettings();
     m_context = {};
     return isShown;
-}
-
-std::optional<QString> DBusLinkSource::applicationOf(pid_t process) const {
-    const auto application = m_applications.applicationOf(process);
-    return application ? std::optional(application->id) : std::nullopt;
 }
 
 // Asked before the call is answered: a sender that waits for the answer is still there. One that does not wait may have
@@ -134,7 +142,8 @@ DBusLinkSource::Sender DBusLinkSource::senderOf(const QString& busName) const {
     if (!credentials.isValid())
         return {};
     const auto id = static_cast<pid_t>(credentials.value().value(QStringLiteral("ProcessID")).toUInt());
-    Sender sender{applicationOf(id), m_applications.variableOf(id, kRound)};
+    const ProcessOrigin origin = m_applications.originOf(id, kRound, m_linkIsComing);
+    const Sender sender{idOf(origin.application), origin.variable};
     if (!sender.application && sender.round.isEmpty())
         return {};
     const auto process = credentials.value().value(QStringLiteral("ProcessFD")).value<QDBusUnixFileDescriptor>();

@@ -6,9 +6,8 @@
 #include <QObject>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
-
-#include <sys/types.h>
 
 namespace vantorel {
 
@@ -24,8 +23,10 @@ class DBusLinkSource : public QObject, public LinkSource {
     Q_OBJECT
 
 public:
-    /// The context and the look-up must outlive the source.
-    DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications);
+    /// The context and the look-up must outlive the source. `linkIsComing` is called as soon as there is a link and its
+    /// context, while its sender is still being looked at.
+    DBusLinkSource(QDBusConnection bus, LaunchContext& context, ProcessApplications& applications,
+                   std::function<void()> linkIsComing);
 
     /// Puts the object on the bus; the name is requested by `claimName()`.
     void start(Handlers handlers) override;
@@ -56,14 +57,15 @@ private:
         QByteArray round; ///< LaunchContext::round
     };
 
-    void deliver(const QStringList& uris, const Sender& sender, LaunchContext context);
+    void open(const QStringList& uris, const QString& sender, LaunchContext context);
+    void deliver(const QStringList& uris, const Sender& sender);
     void ignoreSession();
-    std::optional<QString> applicationOf(pid_t process) const;
     Sender senderOf(const QString& busName) const;
 
     QDBusConnection m_bus;
     LaunchContext& m_context;
     ProcessApplications& m_applications;
+    std::function<void()> m_linkIsComing;
     Handlers m_handlers;
 };
 

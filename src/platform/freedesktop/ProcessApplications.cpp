@@ -145,7 +145,7 @@ public:
         , m_installed(std::move(installed))
         , m_session(std::move(session)) { }
 
-    std::optional<ProcessApplication> from(pid_t process) const;
+    ProcessOrigin from(pid_t process, const QByteArray& variable) const;
 
 private:
     QByteArray inheritedFile(const Launch& launch, const Step& step) const;
@@ -291,26 +291,34 @@ std::optional<Step> Walk::parentOf(const Step& step) const {
                                                                  : std::nullopt;
 }
 
-std::optional<ProcessApplication> Walk::from(pid_t process) const {
+ProcessOrigin Walk::from(pid_t process, const QByteArray& variable) const {
+    ProcessOrigin origin;
     auto files = ProcessFiles::find(m_procFolder, process);
     auto step = files && process > 1 ? std::optional<Step>(*std::move(files)) : std::nullopt;
     std::optional<QString> inherited;
     for (int count = 0; step && count < kMostParents; ++count) {
         auto parent = parentOf(*step);
-        const Launch launch(step->files.environment());
+        const QByteArray environment = step->files.environment();
+        if (count == 0)
+            origin.variable = valueOf(environment, variable);
+        const Launch launch(environment);
         const bool isLaunchedAs = launch.process == QByteArray::number(step->files.id());
         auto id = surely(*step, parent ? &*parent : nullptr, isLaunchedAs ? launch.file : QByteArray());
         const auto had = inherited ? std::nullopt : byLaunchFile(inheritedFile(launch, *step));
         // One that has only ended meanwhile has told the truth before.
         if ((id || had) && step->files.isAnotherNow())
-            return std::nullopt;
+            return origin;
         if (had)
             inherited = had;
-        if (id)
-            return ProcessApplication{*id, count == 0 ? Relation::own : Relation::ancestors};
+        if (id) {
+            origin.application = {*id, count == 0 ? Relation::own : Relation::ancestors};
+            return origin;
+        }
         step = std::move(parent);
     }
-    return inherited ? std::optional(ProcessApplication{*inherited, Relation::ancestors}) : std::nullopt;
+    if (inherited)
+        origin.application = {*inherited, Relation::ancestors};
+    return origin;
 }
 
 // Whether a thread of this process waits for a processor rather than for anything else.
@@ -361,11 +369,12 @@ void ProcessApplications::ignoreInheritanceOf(pid_t process) {
 // On a thread of its own: nothing else gives up a read that does not end. Those that are stuck are few, or someone
 // wants to use us up.
 template <typename Answer>
-std::optional<Answer> ProcessApplications::askInTime(std::function<std::optional<Answer>()> question) {
+std::optional<Answer> ProcessApplications::askInTime(std::function<Answer()> question,
+                                                     const std::function<void()>& meanwhile) {
     if (*m_underWay >= kMostUnderWay)
         return std::nullopt;
     auto thread = std::make_shared<std::atomic<pid_t>>(0);
-    std::promise<std::optional<Answer>> promise;
+    std::promise<Answer> promise;
     auto answer = promise.get_future();
     try {
         std::thread([question = std::move(question), promise = std::move(promise), thread,
@@ -378,29 +387,33 @@ std::optional<Answer> ProcessApplications::askInTime(std::function<std::optional
     } catch (const std::system_error&) { // no thread to be had just now
         return std::nullopt;
     }
+    if (meanwhile)
+        meanwhile();
     // On a busy system it is no sign of anything that the time is over.
     while (answer.wait_for(kPatience) != std::future_status::ready) {
         if (*thread != 0 && !isRunning(*thread))
             break;
     }
-    return answer.wait_for(0ms) == std::future_status::ready ? answer.get() : std::nullopt;
+    return answer.wait_for(0ms) == std::future_status::ready ? std::optional(answer.get()) : std::nullopt;
 }
 
 std::optional<ProcessApplication> ProcessApplications::applicationOf(pid_t process) {
-    return askInTime<ProcessApplication>(
-        [walk = Walk(m_procFolder, m_index(), m_session), process] { return walk.from(process); });
+    return originOf(process, {}).application;
 }
 
-QByteArray ProcessApplications::variableOf(pid_t process, const QByteArray& name) {
-    const auto value = askInTime<QByteArray>([folder = m_procFolder, process, name] {
+// The making of a thread is a good part of what a look costs, so there is one for both answers.
+ProcessOrigin ProcessApplications::originOf(pid_t process, const QByteArray& variable,
+                                            const std::function<void()>& meanwhile) {
+    const auto origin = askInTime<ProcessOrigin>(
+        [walk = Walk(m_procFolder, m_index(), m_session), process, variable] { return walk.from(process, variable); },
+        meanwhile);
+    if (origin || variable.isEmpty())
+        return origin.value_or(ProcessOrigin());
+    const auto alone = askInTime<QByteArray>([folder = m_procFolder, process, variable] {
         const auto files = ProcessFiles::find(folder, process);
-        const QByteArrayList variables = files ? files->environment().split('\0') : QByteArrayList();
-        const auto found = std::find_if(variables.begin(), variables.end(), [&name](const QByteArray& variable) {
-            return variable.startsWith(name + '=');
-        });
-        return found != variables.end() ? std::optional(found->mid(name.size() + 1)) : std::nullopt;
+        return files ? valueOf(files->environment(), variable) : QByteArray();
     });
-    return value.value_or(QByteArray());
+    return {.application = std::nullopt, .variable = alone.value_or(QByteArray())};
 }
 
 } // namespace vantorel

@@ -25,6 +25,12 @@ struct ProcessApplication {
     Relation relation = Relation::own;
 };
 
+/// What a process tells of where it comes from.
+struct ProcessOrigin {
+    std::optional<ProcessApplication> application;
+    QByteArray variable; ///< its value in the process's own environment; empty where there is none
+};
+
 /// Names the application that a process belongs to.
 ///
 /// The answer is a hint for choosing a rule and no proof of anything: every process of the same user can forge what is
@@ -42,8 +48,10 @@ public:
     /// takes 50 ms at most, whatever state the processes are in.
     std::optional<ProcessApplication> applicationOf(pid_t process);
 
-    /// The value of a variable that the process was started with; empty where there is none, and after 50 ms.
-    QByteArray variableOf(pid_t process, const QByteArray& name);
+    /// `applicationOf()`, and in the same look the value of a variable that the process was started with. A chain that
+    /// does not answer in time leaves the process itself to be asked, which takes another 50 ms at most. `meanwhile` is
+    /// called at once while the look goes on.
+    ProcessOrigin originOf(pid_t process, const QByteArray& variable, const std::function<void()>& meanwhile = {});
 
     /// Parents from this process on are the session and no applications: the bus, which starts services, and ourselves.
     void endChainsAt(pid_t process) { m_session.ends.insert(process); }
@@ -59,7 +67,8 @@ public:
     };
 
 private:
-    template <typename Answer> std::optional<Answer> askInTime(std::function<std::optional<Answer>()> question);
+    template <typename Answer>
+    std::optional<Answer> askInTime(std::function<Answer()> question, const std::function<void()>& meanwhile = {});
 
     Index m_index;
     QByteArray m_procFolder;

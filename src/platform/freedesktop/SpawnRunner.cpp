@@ -6,6 +6,7 @@
 #include <QSocketNotifier>
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <memory>
@@ -48,12 +49,13 @@ std::vector<std::string> environmentWith(const LaunchContext& context, int waitF
     return variables;
 }
 
-// Starts the program with default signals, with `standardError` in the place of its own and the `kept` descriptors
+// Starts the program with default signals, with these descriptors in the place of its standard ones and the `kept` ones
 // under the numbers they have here. Returns 0 or an errno.
-int spawn(std::vector<std::string> argv, std::vector<std::string> environment, int standardError,
-          std::initializer_list<int> kept, pid_t& pid) {
+int execute(std::vector<std::string> argv, std::vector<std::string> environment, int standardInput, int standardError,
+            std::initializer_list<int> kept, pid_t& pid) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, standardInput, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, standardError, STDERR_FILENO);
     for (const int fd : kept) {
         if (fd >= 0)
@@ -102,6 +104,47 @@ SpawnRunner::SpawnRunner(const LaunchContext& context) : m_context(context) {
 
 std::optional<QString> SpawnRunner::start(const QByteArray& program, const QByteArrayList& arguments,
                                           Finished finished) {
+    if (tellPrepared(program, arguments)) {
+        watch(std::move(m_prepared->child), std::move(finished));
+        m_prepared.reset(); // the end of what it is told
+        return std::nullopt;
+    }
+    dismissPrepared();
+    Child child;
+    auto whyNot = spawn(program, arguments, STDIN_FILENO, child);
+    if (!whyNot)
+        watch(std::move(child), std::move(finished));
+    return whyNot;
+}
+
+void SpawnRunner::prepare(const QByteArray& program) {
+    dismissPrepared();
+    auto pipe = makePipe();
+    Child child;
+    if (!pipe || spawn(program, {"-"}, pipe->readEnd.get(), child))
+        return; // there may be no need for it, and whoever has the need will be told
+    m_prepared = Prepared{program, std::move(child), std::move(pipe->writeEnd)};
+    QMetaObject::invokeMethod(this, &SpawnRunner::dismissPrepared, Qt::QueuedConnection);
+}
+
+// All at once or nothing, and without a wait for the reader, which is what pipes do with so much at most.
+bool SpawnRunner::tellPrepared(const QByteArray& program, const QByteArrayList& arguments) {
+    if (!m_prepared || m_prepared->program != program)
+        return false;
+    QByteArray text = m_context.round + '\0';
+    for (const QByteArray& argument : arguments)
+        text += argument + '\0';
+    return text.size() <= PIPE_BUF
+        && write(m_prepared->arguments.get(), text.constData(), static_cast<std::size_t>(text.size())) == text.size();
+}
+
+void SpawnRunner::dismissPrepared() {
+    if (auto prepared = std::exchange(m_prepared, std::nullopt))
+        watch(std::move(prepared->child), [](const Exit&) {});
+}
+
+std::optional<QString> SpawnRunner::spawn(const QByteArray& program, const QByteArrayList& arguments, int standardInput,
+                                          Child& child) {
     auto standardError = makePipe();
     auto turn = makePipe();
     if (!standardError || !turn)
@@ -111,8 +154,9 @@ std::optional<QString> SpawnRunner::start(const QByteArray& program, const QByte
     for (const QByteArray& argument : arguments)
         argv.push_back(argument.toStdString());
     pid_t pid = 0;
-    const int error = spawn(std::move(argv), environmentWith(m_context, m_previousTurn.get(), turn->writeEnd.get()),
-                            standardError->writeEnd.get(), {m_previousTurn.get(), turn->writeEnd.get()}, pid);
+    const int error =
+        execute(std::move(argv), environmentWith(m_context, m_previousTurn.get(), turn->writeEnd.get()), standardInput,
+                standardError->writeEnd.get(), {m_previousTurn.get(), turn->writeEnd.get()}, pid);
     if (error != 0)
         return words(error);
     prlimit(pid, RLIMIT_NOFILE, &m_fileLimit, nullptr);
@@ -121,27 +165,25 @@ std::optional<QString> SpawnRunner::start(const QByteArray& program, const QByte
     standardError->writeEnd.reset();
     turn->writeEnd.reset();
     m_previousTurn = std::move(turn->readEnd);
-    watch(pidfd_open(pid, 0), std::move(standardError->readEnd), std::move(finished));
+    child = {UniqueFd(pidfd_open(pid, 0)), std::move(standardError->readEnd)};
     return std::nullopt;
 }
 
-void SpawnRunner::watch(int processFd, UniqueFd standardError, Finished finished) {
-    struct Child {
-        UniqueFd process;
-        UniqueFd standardError;
+void SpawnRunner::watch(Child child, Finished finished) {
+    struct Watched {
+        Child child;
         Finished finished;
     };
-    const auto child =
-        std::make_shared<Child>(Child{UniqueFd(processFd), std::move(standardError), std::move(finished)});
-    auto* const notifier = new QSocketNotifier(processFd, QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, [notifier, child] {
+    const auto watched = std::make_shared<Watched>(Watched{std::move(child), std::move(finished)});
+    auto* const notifier = new QSocketNotifier(watched->child.process.get(), QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [notifier, watched] {
+        const auto& [process, standardError] = watched->child;
         siginfo_t info{};
-        waitid(P_PIDFD, static_cast<id_t>(child->process.get()), &info, WEXITED);
+        waitid(P_PIDFD, static_cast<id_t>(process.get()), &info, WEXITED);
         notifier->setEnabled(false);
         notifier->deleteLater();
-        child->finished(
-            {.status = info.si_status,
-             .standardError = info.si_status == 0 ? QByteArray() : readAvailable(child->standardError.get())});
+        watched->finished({.status = info.si_status,
+                           .standardError = info.si_status == 0 ? QByteArray() : readAvailable(standardError.get())});
     });
 }
 

@@ -27,10 +27,30 @@ public:
     std::optional<QString> start(const QByteArray& program, const QByteArrayList& arguments,
                                  Finished finished) override;
 
+    /// Starts the program with "-" alone, so that it is loaded when the next `start()` knows its arguments. It then
+    /// gets on standard input the round of the launch context and its arguments, each ended by a 0. The rest of the
+    /// context must be what it is now. When the event loop goes on without such a start it gets nothing, and is to end.
+    void prepare(const QByteArray& program);
+
 private:
-    void watch(int processFd, UniqueFd standardError, Finished finished);
+    struct Child {
+        UniqueFd process;
+        UniqueFd standardError;
+    };
+    struct Prepared {
+        QByteArray program;
+        Child child;
+        UniqueFd arguments;
+    };
+
+    std::optional<QString> spawn(const QByteArray& program, const QByteArrayList& arguments, int standardInput,
+                                 Child& child);
+    bool tellPrepared(const QByteArray& program, const QByteArrayList& arguments);
+    void dismissPrepared();
+    void watch(Child child, Finished finished);
 
     const LaunchContext& m_context;
+    std::optional<Prepared> m_prepared;
     rlimit m_fileLimit{}; // as this process was started
     UniqueFd m_previousTurn; // hangs up when the child that was started last has had its turn
 };
