@@ -124,6 +124,8 @@ void checkParse(const QByteArray& received) {
     if (text.contains("[V")) // of future addresses the other parser knows the small letter alone
         return;
     CHECK(encoded);
+    if (encoded->has_authority() && !encoded->encoded_path().empty() && encoded->encoded_path()[0] != '/')
+        return; // and ends a host behind four numbers
     CHECK(!isPlain || text == received); // and stays as it is
     CHECK(onlyEncodes(received, text));
     CHECK(!encoded->has_authority() || onlyEncodes(placeOf(received), placeOf(text)));
