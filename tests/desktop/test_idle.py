@@ -9,25 +9,12 @@ from harness.trays import FakeTray
 from harness.windows import search_x11
 
 LINK = "https://example.test/"
-AT_REST = 1.0  # seconds without a wake-up, after which what it was started for is done
 QUIET = 5.0  # longer than any period that a timer of a program of this kind has
 
 
 class Idle(DesktopTest):
-    def come_to_rest(self, router):
-        """Until it has slept for a while."""
-        seen = [processes.switches_of(router.pid), time.monotonic()]
-
-        def rests():
-            now = processes.switches_of(router.pid)
-            if now != seen[0]:
-                seen[:] = [now, time.monotonic()]
-            return time.monotonic() - seen[1] > AT_REST
-
-        wait_until(rests, "the program to come to rest", detail=lambda: str(seen[0]))
-
     def assert_sleeps(self, router, when):
-        self.come_to_rest(router)
+        processes.wait_for_rest(router.pid)
         # One that waits for more work gives up by the clock.
         self.assertNotIn("Thread (pooled)", processes.threads_of(router.pid).values(), when)
         before = processes.switches_of(router.pid)
@@ -61,7 +48,7 @@ class Idle(DesktopTest):
         desktop.write_settings(fallback=BROWSER)
         bar = FakeTray(desktop).start()
         router = desktop.start_router()
-        self.come_to_rest(router)
+        processes.wait_for_rest(router.pid)
         without = look(desktop)
         bar.activate(500, 10)
         wait_until(lambda: look(desktop) != without, "the panel to open", detail=desktop.describe)

@@ -444,10 +444,12 @@ class BadDisplays(WindowTest):
     def test_server_that_is_stopped_later(self):
         for has_window in (False, True):
             with self.subTest(has_window=has_window):
-                self.prepared().start_router()
+                router = self.prepared().start_router()
                 if has_window:
                     self.activate()
                     self.wait_until_active(self.window())
+                # What is just being painted waits for the server.
+                processes.wait_for_rest(router.pid)
                 os.kill(self.private.display_process.pid, signal.SIGSTOP)
                 try:
                     for _ in range(3):

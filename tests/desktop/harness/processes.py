@@ -10,6 +10,8 @@ UNDER_VALGRIND = "VANTOREL_VALGRIND" in os.environ
 # Far longer than anything needs: a deadline only turns a hang into a failure. Sanitizer builds stay well below it.
 DEADLINE = float(os.environ.get("VANTOREL_TEST_DEADLINE", "240" if UNDER_VALGRIND else "60"))
 
+AT_REST = 1.0  # seconds without a wake-up, after which a process has done what it was asked for
+
 
 class Timeout(AssertionError):
     """A condition did not come true in time."""
@@ -84,6 +86,19 @@ def wake_ups_between(before, after):
     """How often a process woke up between two results of `switches_of`. One that has begun or ended has done so too."""
     return sum(max(after[task] - before[task], 0) if task in before and task in after else 1
                for task in before.keys() | after.keys())
+
+
+def wait_for_rest(pid):
+    """Until the process has slept for a while: what it was asked for is done then."""
+    seen = [switches_of(pid), time.monotonic()]
+
+    def rests():
+        now = switches_of(pid)
+        if now != seen[0]:
+            seen[:] = [now, time.monotonic()]
+        return time.monotonic() - seen[1] > AT_REST
+
+    wait_until(rests, "the program to come to rest", detail=lambda: str(seen[0]))
 
 
 def is_running(pid):
