@@ -20,8 +20,8 @@ public:
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
 
-    /// Blocks until those before are done, however many there are: for two seconds after the turn of the one before has
-    /// come, and for a minute at most.
+    /// Blocks until those before are done, however many there are: for 15 seconds after the turn of the one before has
+    /// come, and for five minutes at most.
     void await();
     /// Lets the next one go on.
     void pass();
