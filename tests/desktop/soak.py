@@ -10,7 +10,8 @@ Flat means, from the first thousand links on, by which everything that is made o
   bytes of it (16 and the allocator's own), so that one lost at every fourth link is found. To have an exact number, the
   allocator is told to keep no freed pieces for each thread, which it would count as used; what still comes and goes are
   a few KB.
-- What is in use of the heap is never more than HEAP_ROOM above its usual value: nothing is lost at once either.
+- What is in use of the heap is never more than HEAP_ROOM above its usual value: nothing is lost at once either. What the
+  largest burst needs has been needed once before.
 - The memory that is the program's alone, pages that it has written to, grows by less than PAGE_TREND bytes a link, and
   never by more than PAGE_ROOM above its usual value. Bursts leave holes in the heap, and pages come in steps of some KB:
   the trend is only judged from PAGE_LINKS links on.
@@ -233,6 +234,15 @@ class Soak:
                 raise AssertionError("a link was not answered: " + desktop.text_of(log))
         self._wait_for(expected)
 
+    def _send_burst(self, count):
+        """Sends so many links of which none waits for another."""
+        expected = collections.Counter()
+        path = self.desktop.write(os.path.join(self.desktop.logs, "links-burst"),
+                                  "\n".join(self._share(count, False, expected)) + "\n")
+        done = self.desktop.run([sender("bus_sender.py"), "pipelined", path], timeout=PATIENCE)
+        assert done.returncode == 0, done.stdout
+        self._wait_for(expected)
+
     def _wait_for(self, expected):
         got = collections.Counter()
 
@@ -339,6 +349,9 @@ class Soak:
                     self._edit()
                     self._toggle("check box", "Debug Mode")
         self._change_applications()
+        # Tables keep the room that the largest burst has needed, a hundred bytes and more for each link of it; on a busy
+        # machine all links of one share may be on their way at once.
+        self._send_burst(self.every)
         sent = 0
         turn = 0
         while sent < self.links:

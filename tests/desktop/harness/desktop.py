@@ -464,7 +464,17 @@ class PrivateDesktop:
                        "the program on the bus", detail=self.describe)
             if process.poll() is not None:
                 raise AssertionError(f"the program ended with {process.returncode}\n{self.describe()}")
+            if processes.UNDER_VALGRIND and {"DISPLAY", "WAYLAND_DISPLAY"} & self.environment_with(environment).keys():
+                self._wait_for_display(process)
         return process
+
+    def _wait_for_display(self, process):
+        """So slow a program finds that its display does not answer, and starts anew when it does."""
+        def has_display():
+            plugins = re.search(r"libQt6(XcbQpa|WaylandClient)", self.text_of(f"/proc/{process.pid}/maps"))
+            return process.poll() is not None or (plugins and self._owner() == process.pid)
+
+        wait_until(has_display, "the program to have found its display", detail=self.describe)
 
     def router_pid(self):
         """Process id of the running program, or None."""
