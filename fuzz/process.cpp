@@ -143,7 +143,7 @@ public:
         return answer;
     }
 
-    QByteArray variableOf(int id, const QByteArray& name) { return m_applications.variableOf(id, name); }
+    QByteArray variableOf(int id, const QByteArray& name) { return m_applications.originOf(id, name).variable; }
 
 private:
     fuzz::Folder m_folder;
