@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -25,10 +26,14 @@ constexpr const char* kBusName = "com.qorbex.Vantorel";
 using Bus = std::unique_ptr<sd_bus, decltype(&sd_bus_flush_close_unref)>;
 using Message = std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unref)>;
 
+// Logged in, so that what fails from here on has to do with the call. Other libraries know more ways to log in.
 Bus connect() {
-    sd_bus* bus = nullptr;
-    sd_bus_open_user(&bus);
-    return {bus, sd_bus_flush_close_unref};
+    sd_bus* connection = nullptr;
+    sd_bus_open_user(&connection);
+    Bus bus(connection, sd_bus_flush_close_unref);
+    const char* name = nullptr;
+    return bus && sd_bus_get_unique_name(bus.get(), &name) >= 0 ? std::move(bus)
+                                                                : Bus(nullptr, sd_bus_flush_close_unref);
 }
 
 bool appendPlatformData(sd_bus_message* call) {
@@ -71,10 +76,13 @@ std::optional<int> handOver(char* links[]) {
     return EXIT_FAILURE;
 }
 
+/// Empty where the system does not tell where we are.
 std::string program() {
     std::array<char, PATH_MAX> path{};
     const auto size = readlink("/proc/self/exe", path.data(), path.size() - 1);
-    std::string own(path.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    if (size <= 0)
+        return {};
+    std::string own(path.data(), static_cast<std::size_t>(size));
     own.resize(own.rfind('/') + 1);
     return own + "../libexec/vantorel";
 }
@@ -82,6 +90,7 @@ std::string program() {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    std::signal(SIGPIPE, SIG_IGN); // a reader that is gone is no reason to end without a status
     const bool hasErrors = fcntl(STDERR_FILENO, F_GETFD) >= 0; // else the bus would be taken for it
     if (argc > 1 && hasErrors && std::all_of(argv + 1, argv + argc, isPlainLink)) {
         if (const auto status = handOver(argv + 1))

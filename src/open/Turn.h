@@ -20,6 +20,9 @@ public:
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
 
+    /// Whether it is one of several turns.
+    bool isGiven() const { return m_done >= 0; }
+
     /// Blocks until those before are done, however many there are: for 15 seconds after the turn of the one before has
     /// come, and for five minutes at most.
     void await();

@@ -128,7 +128,7 @@ int run(int argc, char** argv) {
     makeSurroundingsSane();
     Turn turn;
     std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments == std::vector<std::string>{"-"}) {
+    if (arguments == std::vector<std::string>{"-"} && turn.isGiven()) { // by the program, see SpawnRunner::prepare()
         arguments = readArguments();
         if (arguments.empty()) {
             turn.await();

@@ -141,11 +141,11 @@ class Soak:
         if self.display:
             self._accessibility = AccessibilityBus(desktop)
             self._bar = FakeTray(desktop).start()
-        self.router = desktop.start_router(environment=environment)
+        self.router = desktop.start_router(argv=[desktop.router_program], environment=environment)
 
     def _is_sanitized(self):
         """A sanitizer has an allocator of its own, which keeps what was freed."""
-        libraries = subprocess.run(["ldd", self.desktop.program], stdout=subprocess.PIPE, check=True).stdout
+        libraries = subprocess.run(["ldd", self.desktop.router_program], stdout=subprocess.PIPE, check=True).stdout
         return re.search(rb"lib[at]san\.", libraries) is not None
 
     def _install(self, browser):

@@ -501,7 +501,7 @@ class FailedWrites(DesktopTest):
     def limited(self, old, size=0):
         """A running program whose files may not grow beyond `size`; browsers, which inherit that, lift it again."""
         desktop = self.prepared(old)
-        if b"__tsan_init" in processes.read_bytes(desktop.program):
+        if b"__tsan_init" in processes.read_bytes(desktop.router_program):
             self.skipTest("ThreadSanitizer itself writes a file before the program starts")
         for browser in (BROWSER, OTHER_BROWSER):
             program = os.path.join(desktop.programs, browser)

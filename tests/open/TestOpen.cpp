@@ -41,6 +41,7 @@ private Q_SLOTS:
     void wrongArguments();
     void argumentsThatAreToldLater_data();
     void argumentsThatAreToldLater();
+    void argumentsThatAreToldLater_ofAPerson_areWrong();
     void roundThatIsToldLater_counts();
 
     void link_arrivesByteExact_data();
@@ -94,6 +95,26 @@ void TestOpen::wrongArguments() {
     QVERIFY(!box.exists("seen/web.pid"));
 }
 
+// As the program starts it: in a row of others, here of one.
+static Outcome tell(const Sandbox& box) {
+    const QByteArray row = box.path("row");
+    return Command({"/bin/sh", "-c",
+                    "mkfifo " + row + " && VANTOREL_TURN=-1,7 exec " VANTOREL_OPEN " - <" + box.path("told") + " 7<>"
+                        + row},
+                   box.environment)
+        .finish();
+}
+
+void TestOpen::argumentsThatAreToldLater_ofAPerson_areWrong() {
+    const Sandbox box;
+    box.addApplication("web");
+    box.write("told", QByteArray("\0-b\0web\0x:y\0", 12));
+    const auto outcome = Command({"/bin/sh", "-c", VANTOREL_OPEN " - <" + box.path("told")}, box.environment).finish();
+    QCOMPARE(outcome.status, 2);
+    QCOMPARE(outcome.errors, QByteArray("usage: vantorel-open -b ID LINK\n"));
+    QVERIFY(!box.exists("seen/web.pid"));
+}
+
 void TestOpen::argumentsThatAreToldLater_data() {
     QTest::addColumn<QByteArrayList>("told"); // each is ended by a 0, but the last
     QTest::addColumn<int>("status");
@@ -112,7 +133,7 @@ void TestOpen::argumentsThatAreToldLater() {
     const Sandbox box;
     box.addApplication("web");
     box.write("told", told.join('\0'));
-    const auto outcome = Command({"/bin/sh", "-c", VANTOREL_OPEN " - <" + box.path("told")}, box.environment).finish();
+    const auto outcome = tell(box);
     QTEST(outcome.status, "status");
     QTEST(outcome.errors, "errors");
     QTEST(box.exists("seen/web.pid"), "isOpened");
@@ -126,7 +147,7 @@ void TestOpen::roundThatIsToldLater_counts() {
         const Sandbox box;
         box.addApplication("web");
         box.write("told", before + QByteArray("\0-b\0web\0x:y\0", 12));
-        Command({"/bin/sh", "-c", VANTOREL_OPEN " - <" + box.path("told")}, box.environment).finish();
+        tell(box);
         for (const QByteArray& variable : box.environmentOf("web")) {
             if (variable.startsWith("VANTOREL_ROUND=")) {
                 return variable.mid(15);

@@ -43,9 +43,9 @@ private:
 
 namespace {
 
-constexpr QLatin1String kData("com.example.a.data.v2");
-constexpr QLatin1String kText("com.example.a.text");
-constexpr QLatin1String kSwitch("com.example.a.switch");
+constexpr QLatin1String kData("com.qorbex.Vantorel.data.v2");
+constexpr QLatin1String kText("com.qorbex.Vantorel.text");
+constexpr QLatin1String kSwitch("com.qorbex.Vantorel.switch");
 
 } // namespace
 
@@ -81,8 +81,8 @@ void TestIniUserDefaults::values_surviveARestart() {
     QCOMPARE(defaults.data(kData), std::optional(QByteArray("[{\"a\":\"b,c;d\"}]")));
     QCOMPARE(defaults.string(kText), std::optional(QString("")));
     QCOMPARE(defaults.boolean(kSwitch), std::optional(false));
-    QVERIFY(contents().startsWith("[General]\ncom.example.a.data.v2=\"@ByteArray("));
-    QVERIFY(contents().contains("\ncom.example.a.switch=false\n"));
+    QVERIFY(contents().startsWith("[General]\ncom.qorbex.Vantorel.data.v2=\"@ByteArray("));
+    QVERIFY(contents().contains("\ncom.qorbex.Vantorel.switch=false\n"));
 }
 
 void TestIniUserDefaults::data_anyBytes_survive() {
@@ -109,26 +109,29 @@ void TestIniUserDefaults::write_keepsKeysOfOthers() {
     QVERIFY(contents().contains("[Group]\nkey=2"));
 }
 
-// QSettings does not find the group again under the name by which it has read it.
+// QSettings does not find the group again under the name by which it has read it, nor half a character.
 void TestIniUserDefaults::write_beneathKeysOfOthersThatCannotBeWrittenAgain() {
-    fill("[%GENERAL]\nkey=1\n");
-    IniUserDefaults defaults(path());
-    defaults.setString(kText, "x");
-    defaults.write();
-    QCOMPARE(IniUserDefaults(path()).string(kText), std::optional(QString("x")));
+    for (const char* const foreign : {"[%GENERAL]\nkey=1\n", "[General]\nhalf=\\xd800\n"}) {
+        fill(foreign);
+        IniUserDefaults defaults(path());
+        defaults.setString(kText, foreign);
+        defaults.write();
+        QFile::copy(path(), path(foreign[1] + QString(".ini"))); // QSettings remembers what it has read under a name
+        QCOMPARE(IniUserDefaults(path(foreign[1] + QString(".ini"))).string(kText), std::optional(QString(foreign)));
+    }
 }
 
 void TestIniUserDefaults::remove_takesTheKeyOutOfTheFile() {
-    fill("[General]\ncom.example.a.text=x\n");
+    fill("[General]\ncom.qorbex.Vantorel.text=x\n");
     IniUserDefaults defaults(path());
     defaults.remove(kText);
     QVERIFY(!defaults.string(kText));
     defaults.write();
-    QVERIFY(!contents().contains("com.example.a.text"));
+    QVERIFY(!contents().contains("com.qorbex.Vantorel.text"));
 }
 
 void TestIniUserDefaults::read_otherTypes() {
-    fill("[General]\ncom.example.a.data.v2=\"[]\"\ncom.example.a.text=7\ncom.example.a.switch=1\n");
+    fill("[General]\ncom.qorbex.Vantorel.data.v2=\"[]\"\ncom.qorbex.Vantorel.text=7\ncom.qorbex.Vantorel.switch=1\n");
     const IniUserDefaults defaults(path());
     QCOMPARE(defaults.data(kData), std::optional(QByteArray("[]")));
     QCOMPARE(defaults.string(kText), std::optional(QString("7")));
@@ -158,14 +161,14 @@ void TestIniUserDefaults::write_folderInPlaceOfTheFile_fails_thenSucceedsOnceItI
 
 // What keeps either the old or the new content after a kill or on a full disk.
 void TestIniUserDefaults::write_replacesTheFileAndNeverWritesIntoIt() {
-    fill("[General]\ncom.example.a.text=old\n");
+    fill("[General]\ncom.qorbex.Vantorel.text=old\n");
     QFile old(path());
     QVERIFY(old.open(QIODevice::ReadOnly));
     IniUserDefaults defaults(path());
     defaults.setString(kText, "new");
     defaults.write();
     QVERIFY(contents().contains("=new"));
-    QCOMPARE(old.readAll(), QByteArray("[General]\ncom.example.a.text=old\n"));
+    QCOMPARE(old.readAll(), QByteArray("[General]\ncom.qorbex.Vantorel.text=old\n"));
 }
 
 // /dev/shm is a file system of its own on most machines; where it is not, the link still has to stay one.
@@ -174,7 +177,7 @@ void TestIniUserDefaults::write_behindASymbolicLink_keepsTheLink() {
     QVERIFY(elsewhere.isValid());
     QFile target(elsewhere.filePath("target.ini"));
     QVERIFY(target.open(QIODevice::WriteOnly));
-    target.write("[General]\ncom.example.a.text=old\n");
+    target.write("[General]\ncom.qorbex.Vantorel.text=old\n");
     target.close();
     QVERIFY(QFile::link(target.fileName(), path()));
     IniUserDefaults defaults(path());
@@ -190,7 +193,7 @@ void TestIniUserDefaults::write_behindASymbolicLink_keepsTheLink() {
 void TestIniUserDefaults::write_unreadableFile_isLeftAlone() {
     if (geteuid() == 0)
         QSKIP("permissions do not bind this user; the whole-program tests run this case as another one");
-    fill("[General]\ncom.example.a.text=old\n");
+    fill("[General]\ncom.qorbex.Vantorel.text=old\n");
     QVERIFY(chmod(qPrintable(path()), 0) == 0);
     IniUserDefaults defaults(path());
     QCOMPARE(defaults.problem(), std::optional<QString>(path() + " cannot be read"));
@@ -223,7 +226,7 @@ void TestIniUserDefaults::cutAnywhere_isReadWithoutACrash_andMayBeSavedOver() {
         defaults.setString(kText, "saved");
         defaults.write();
         // QSettings would not read again a file that it knows with the same size and time.
-        QVERIFY2(contents().contains("com.example.a.text=saved\n"), whole.left(size).constData());
+        QVERIFY2(contents().contains("com.qorbex.Vantorel.text=saved\n"), whole.left(size).constData());
     }
 }
 
@@ -238,7 +241,7 @@ void TestIniUserDefaults::keepDamaged_copiesTheBytes_newestKept() {
 }
 
 void TestIniUserDefaults::keepDamaged_valueTornApartByCommas_copiesTheFile() {
-    const QByteArray ini = "[General]\ncom.example.a.data.v2=[{\"a\":1},{\"b\":2}]\n";
+    const QByteArray ini = "[General]\ncom.qorbex.Vantorel.data.v2=[{\"a\":1},{\"b\":2}]\n";
     fill(ini);
     IniUserDefaults defaults(path());
     defaults.keepDamaged(kData);

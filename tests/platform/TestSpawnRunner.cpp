@@ -32,6 +32,7 @@ private Q_SLOTS:
     void manyChildrenAtOnce_allReport();
     void prepared_isToldTheRoundAndItsArguments();
     void prepared_isUsedOnce_andForItsOwnProgramAlone();
+    void prepared_isNotUsedForAnotherLinksTokens();
     void prepared_thatNobodyNeeds_endsWithoutAWord();
     void prepared_getsNoMoreThanAPipeTakesAtOnce();
     void prepared_thatHasEnded_isStartedAnew();
@@ -232,6 +233,18 @@ void TestSpawnRunner::prepared_isUsedOnce_andForItsOwnProgramAlone() {
     m_runner->prepare(program);
     QCOMPARE(run("echo other >&2; exit 1").standardError, QByteArray("other\n"));
     QCOMPARE(finish(program, {"third"}).standardError, QByteArray("third\n"));
+}
+
+// It has the tokens of the link that it was started for.
+void TestSpawnRunner::prepared_isNotUsedForAnotherLinksTokens() {
+    const QByteArray program = script("cat >/dev/null; echo $XDG_ACTIVATION_TOKEN $DESKTOP_STARTUP_ID >&2; exit 1");
+    m_context = {.activationToken = "token", .startupID = "id"};
+    for (const auto& next : {LaunchContext{.activationToken = "other", .startupID = "id"},
+                             LaunchContext{.activationToken = "other", .startupID = "another"}}) {
+        m_runner->prepare(program);
+        m_context = next;
+        QCOMPARE(finish(program, {}).standardError, next.activationToken + ' ' + next.startupID + '\n');
+    }
 }
 
 void TestSpawnRunner::prepared_thatNobodyNeeds_endsWithoutAWord() {

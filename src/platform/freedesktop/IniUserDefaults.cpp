@@ -13,6 +13,7 @@ namespace vantorel {
 namespace {
 
 constexpr QLatin1String kFileName("com.qorbex.Vantorel.ini");
+constexpr QLatin1String kOwnKeys("com.qorbex.Vantorel.");
 
 QByteArray contents(const QString& path) {
     QFile file(path);
@@ -33,8 +34,11 @@ IniUserDefaults::IniUserDefaults(const QString& file) : m_file(file) {
     if (isUnreadable())
         return;
     const QSettings settings(file, QSettings::IniFormat);
-    for (const QString& key : settings.childKeys()) // the others are not ours, and may not read as they were written
-        m_values.insert(key, settings.value(key));
+    // The others stay in the file as they are: not all that can be read there can be written again.
+    for (const QString& key : settings.childKeys()) {
+        if (key.startsWith(kOwnKeys))
+            m_values.insert(key, settings.value(key));
+    }
     m_formIsDamaged = settings.status() == QSettings::FormatError;
 }
 

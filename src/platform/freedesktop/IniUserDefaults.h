@@ -4,7 +4,8 @@
 
 namespace vantorel {
 
-/// The defaults database as one INI file, read once and written through QSettings.
+/// The defaults database as one INI file, read once and written through QSettings. Its keys begin with
+/// "com.qorbex.Vantorel.".
 ///
 /// A write goes to a new file (the file's name with ".new" added), which takes the old one's place once it has been
 /// read back and holds everything: a kill or a full disk leaves one of the two whole. What is there but is no file, or

@@ -123,13 +123,15 @@ void SpawnRunner::prepare(const QByteArray& program) {
     Child child;
     if (!pipe || spawn(program, {"-"}, pipe->readEnd.get(), child))
         return; // there may be no need for it, and whoever has the need will be told
-    m_prepared = Prepared{program, std::move(child), std::move(pipe->writeEnd)};
+    m_prepared = Prepared{program, m_context, std::move(child), std::move(pipe->writeEnd)};
     QMetaObject::invokeMethod(this, &SpawnRunner::dismissPrepared, Qt::QueuedConnection);
 }
 
 // All at once or nothing, and without a wait for the reader, which is what pipes do with so much at most.
 bool SpawnRunner::tellPrepared(const QByteArray& program, const QByteArrayList& arguments) {
-    if (!m_prepared || m_prepared->program != program)
+    if (!m_prepared || m_prepared->program != program
+        || m_prepared->context.activationToken != m_context.activationToken
+        || m_prepared->context.startupID != m_context.startupID)
         return false;
     QByteArray text = m_context.round + '\0';
     for (const QByteArray& argument : arguments)

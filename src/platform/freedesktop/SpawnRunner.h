@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/ProcessRunner.h"
+#include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/UniqueFd.h"
 
 #include <QObject>
@@ -8,8 +9,6 @@
 #include <sys/resource.h>
 
 namespace vantorel {
-
-struct LaunchContext;
 
 /// Starts children with posix_spawn and waits for them with process descriptors.
 ///
@@ -28,8 +27,9 @@ public:
                                  Finished finished) override;
 
     /// Starts the program with "-" alone, so that it is loaded when the next `start()` knows its arguments. It then
-    /// gets on standard input the round of the launch context and its arguments, each ended by a 0. The rest of the
-    /// context must be what it is now. When the event loop goes on without such a start it gets nothing, and is to end.
+    /// gets on standard input the round of the launch context and its arguments, each ended by a 0. A start in which
+    /// the rest of the context is another one does not use it. When the event loop goes on without such a start it gets
+    /// nothing, and is to end.
     void prepare(const QByteArray& program);
 
 private:
@@ -39,6 +39,7 @@ private:
     };
     struct Prepared {
         QByteArray program;
+        LaunchContext context;
         Child child;
         UniqueFd arguments;
     };

@@ -449,6 +449,11 @@ class PrivateDesktop:
     def program(self):
         return os.path.join(self.stage, "bin", "vantorel")
 
+    @property
+    def router_program(self):
+        """What `program` becomes where there is none to hand links to."""
+        return os.path.join(self.stage, "libexec", "vantorel")
+
     def start_router(self, arguments=(), environment=None, wait=True, argv=None, **options):
         """Starts the program itself, or `argv` that becomes it, and waits until it answers on the bus."""
         argv = argv or [self.program, *arguments]
