@@ -319,7 +319,8 @@ class Arguments(WindowTest):
 
     def test_second_start_with_links_makes_no_connection_to_the_display(self):
         desktop = self.prepared()
-        desktop.start_router()
+        # What is just being painted waits for the server.
+        processes.wait_for_rest(desktop.start_router().pid)
         os.kill(desktop.display_process.pid, signal.SIGSTOP)
         try:
             for link, loads_the_program in ((LINK, False), ("http://user@example.test/", True)):

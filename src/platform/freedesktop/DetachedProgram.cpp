@@ -3,6 +3,7 @@
 #include "platform/freedesktop/ChildEnvironment.h"
 #include "platform/freedesktop/UniqueFd.h"
 
+#include <QCoreApplication>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -67,9 +68,9 @@ void startDetached(QObject* context, const QByteArrayList& command, std::chrono:
         QTimer::singleShot(0, context, [tellOnce] { (*tellOnce)(false); });
         return;
     }
-    // Stays until the program ends, however late, so that no zombie is left of it.
+    // Stays until that program ends, however late, or this one, so that no zombie is left of it.
     const auto process = std::make_shared<UniqueFd>(pidfd_open(pid, 0));
-    auto* const notifier = new QSocketNotifier(process->get(), QSocketNotifier::Read);
+    auto* const notifier = new QSocketNotifier(process->get(), QSocketNotifier::Read, QCoreApplication::instance());
     QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier, process, tellOnce] {
         siginfo_t end{};
         waitid(P_PIDFD, static_cast<id_t>(process->get()), &end, WEXITED);
