@@ -44,7 +44,8 @@ class Road:
         self.browser = TimedBrowser(desktop, BROWSER)
         # The rule that takes the link is the last of a handful.
         others = [rule("org.example.Other", f"host{number}.test", "Domain") for number in range(9)]
-        desktop.write_settings(rules=others + [rule(BROWSER, "example.test", "Domain")], debug_mode=False)
+        desktop.write_settings(rules=others + [rule(BROWSER, "example.test", "Domain")], fallback="org.example.Other",
+                               debug_mode=False)
         self.bus = dbus.bus.BusConnection(desktop.environment["DBUS_SESSION_BUS_ADDRESS"])
 
     def close(self):

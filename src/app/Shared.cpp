@@ -159,8 +159,10 @@ std::function<void()>& noFallbackObserver() {
 
 } // namespace
 
+// Without a fallback a flood of links may go nowhere, each for the price of a process.
 void prepareLaunch() {
-    browserRunner().prepare(BrowserLauncher::program());
+    if (!rulesStore().fallbackBrowserID().isEmpty())
+        browserRunner().prepare(BrowserLauncher::program());
 }
 
 RulesStore& rulesStore() {

@@ -34,7 +34,7 @@ SourceAppTracker& sourceAppTracker();
 CurrentIndex& currentIndex();
 ProcessApplications& processApplications();
 LaunchContext& launchContext();
-/// Gets ready to open a link in a browser while it is not known yet in which.
+/// Gets ready to open a link in a browser while it is not known yet in which, where every link is opened in one.
 void prepareLaunch();
 BrowserDetector& browserDetector();
 InstalledAppDetector& installedAppDetector();
