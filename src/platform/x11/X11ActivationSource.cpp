@@ -69,7 +69,7 @@ std::optional<pid_t> processOf(const xcb_res_query_client_ids_reply_t* reply) {
 
 // A connection that is ready for questions.
 struct X11ActivationSource::Server {
-    explicit Server(const char* display) : connection(xcb_connect(display, &screen)) { }
+    explicit Server(const char* display) : connection(Xcb::connect(display, &screen)) { }
     ~Server() { xcb_disconnect(connection); }
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;

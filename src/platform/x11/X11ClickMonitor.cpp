@@ -71,7 +71,7 @@ Resources resourcesOfQt() {
 // The server as the thread sees it.
 class Server {
 public:
-    Server(const char* display, const Resources& own) : m_own(own), m_connection(xcb_connect(display, &m_screen)) { }
+    Server(const char* display, const Resources& own) : m_own(own), m_connection(Xcb::connect(display, &m_screen)) { }
     ~Server() { xcb_disconnect(m_connection); }
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;

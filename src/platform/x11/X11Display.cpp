@@ -30,7 +30,7 @@ bool X11Display::answers(std::chrono::milliseconds patience) {
     std::future<bool> isLetIn = promise->get_future();
     try {
         std::thread([promise] {
-            xcb_connection_t* const connection = xcb_connect(nullptr, nullptr);
+            xcb_connection_t* const connection = Xcb::connect(nullptr, nullptr);
             promise->set_value(xcb_connection_has_error(connection) == 0);
             xcb_disconnect(connection);
         }).detach();

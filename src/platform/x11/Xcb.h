@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string_view>
 
@@ -18,6 +20,14 @@ struct Free {
 };
 /// A reply, an event or an error, which are the caller's to free.
 template <typename T> using Owned = std::unique_ptr<T, Free>;
+
+/// xcb_connect(), one at a time: the library that finds the authority file keeps its path in one place for all threads.
+/// One that hangs, as a server that is stopped makes it, holds up the next one for a second at most.
+inline xcb_connection_t* connect(const char* display, int* screen) {
+    static std::timed_mutex mutex;
+    const std::unique_lock lock(mutex, std::chrono::seconds(1));
+    return xcb_connect(display, screen);
+}
 
 /// The screen with that number, as xcb_connect() and xcb_parse_display() tell it; the last one where there is none.
 inline xcb_screen_t* screenAt(xcb_connection_t* connection, int number) {
