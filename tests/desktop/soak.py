@@ -9,7 +9,8 @@ Flat means, from the first thousand links on, by which everything that is made o
 - What is in use of the heap grows by less than HEAP_TREND bytes a link. The smallest thing that can be lost takes 32
   bytes of it (16 and the allocator's own), so that one lost at every fourth link is found. To have an exact number, the
   allocator is told to keep no freed pieces for each thread, which it would count as used; what still comes and goes are
-  a few KB.
+  a few KB, a dozen where rules are edited. Over a few thousand links that makes some 10 bytes a link: fewer than
+  PAGE_LINKS are judged by SHORT_HEAP_TREND, which finds one lost at every link.
 - What is in use of the heap is never more than HEAP_ROOM above its usual value: nothing is lost at once either. What the
   largest burst needs has been needed once before.
 - The memory that is the program's alone, pages that it has written to, grows by less than PAGE_TREND bytes a link, and
@@ -59,6 +60,7 @@ PATIENCE = processes.DEADLINE * 5  # a thousand links are ahead of each other
 WARM_UP = 1000
 USUAL_UNTIL = 5000
 HEAP_TREND = 8.0
+SHORT_HEAP_TREND = 24.0
 HEAP_ROOM = 64 << 10
 PAGE_LINKS = 20000
 PAGE_TREND = 8.0
@@ -409,7 +411,8 @@ class Soak:
                 wrong.append(found[-1])
 
         for what, key, most, room, links in (
-                ("heap in use", lambda sample: sample.heap, HEAP_TREND, HEAP_ROOM, 0),
+                ("heap in use", lambda sample: sample.heap,
+                 HEAP_TREND if self.links >= PAGE_LINKS else SHORT_HEAP_TREND, HEAP_ROOM, 0),
                 ("private memory", lambda sample: sample.pages, PAGE_TREND, PAGE_ROOM, PAGE_LINKS)):
             if not self._gauge:
                 found.append(f"{what}: NOT JUDGED, a sanitizer's allocator keeps what was freed")
