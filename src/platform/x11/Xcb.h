@@ -25,7 +25,7 @@ template <typename T> using Owned = std::unique_ptr<T, Free>;
 /// One that hangs, as a server that is stopped makes it, holds up the next one for a second at most.
 inline xcb_connection_t* connect(const char* display, int* screen) {
     static std::timed_mutex mutex;
-    const std::unique_lock lock(mutex, std::chrono::seconds(1));
+    const std::unique_lock lock(mutex, std::chrono::system_clock::now() + std::chrono::seconds(1));
     return xcb_connect(display, screen);
 }
 
