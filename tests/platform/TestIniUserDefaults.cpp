@@ -5,6 +5,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <array>
+#include <functional>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,6 +28,7 @@ private Q_SLOTS:
     void write_folderInPlaceOfTheFile_fails_thenSucceedsOnceItIsGone();
     void write_replacesTheFileAndNeverWritesIntoIt();
     void write_behindASymbolicLink_keepsTheLink();
+    void write_takesAwayWhatAKillLeft();
     void write_unreadableFile_isLeftAlone();
     void problem_isToldInWords();
     void cutAnywhere_isReadWithoutACrash_andMayBeSavedOver();
@@ -188,6 +192,27 @@ void TestIniUserDefaults::write_behindASymbolicLink_keepsTheLink() {
     QVERIFY(target.open(QIODevice::ReadOnly));
     QVERIFY(target.readAll().contains("=new"));
     QCOMPARE(QDir(elsewhere.path()).entryList(QDir::Files), QStringList{"target.ini"});
+}
+
+void TestIniUserDefaults::write_takesAwayWhatAKillLeft() {
+    const QString left = path() + ".new";
+    const QTemporaryDir elsewhere;
+    QVERIFY(QFile::copy("/proc/self/cmdline", elsewhere.filePath("kept")));
+    const auto leave = std::to_array<std::function<bool()>>({
+        [&] { return QDir().mkpath(left + "/folder") && QFile::copy("/proc/self/cmdline", left + "/x.ini.aBcDeF"); },
+        [&] { return QFile::copy("/proc/self/cmdline", left); },
+        [&] { return QFile::link(elsewhere.path(), left); },
+    });
+    for (const auto& leaveOne : leave) {
+        QVERIFY(leaveOne());
+        IniUserDefaults defaults(path());
+        defaults.setString(kText, "new");
+        defaults.write();
+        QVERIFY(contents().contains("=new"));
+        QVERIFY(!QFileInfo::exists(left) && !QFileInfo(left).isSymLink());
+        QVERIFY(QFile::remove(path()));
+    }
+    QVERIFY(QFile::exists(elsewhere.filePath("kept")));
 }
 
 void TestIniUserDefaults::write_unreadableFile_isLeftAlone() {

@@ -85,14 +85,14 @@ void IniUserDefaults::write() {
     m_formIsDamaged = false;
     // Behind a symbolic link, and in that folder: no file can be renamed to another file system.
     const QString target = QFileInfo::exists(m_file) ? QFileInfo(m_file).canonicalFilePath() : m_file;
-    const QString fresh = target + QStringLiteral(".new");
-    QFile::remove(fresh);
-    // What a kill left behind; QSettings would wait half a minute for a lock that names no process.
-    QFile::remove(fresh + QStringLiteral(".lock"));
-    if (writeTo(fresh) && takePlace(fresh, target))
+    // QFile and QSettings write under names made at random: in a folder of their own, for a kill leaves them behind.
+    const QString folder = target + QStringLiteral(".new");
+    QFile::remove(folder);
+    QDir(folder).removeRecursively();
+    const QString fresh = folder + u'/' + kFileName;
+    if (QDir().mkdir(folder) && writeTo(fresh) && takePlace(fresh, target))
         m_removed.clear();
-    else
-        QFile::remove(fresh);
+    QDir(folder).removeRecursively();
 }
 
 // QSettings reports neither a short write nor a failed flush, so that only the file itself tells whether it is whole.
@@ -108,7 +108,6 @@ bool IniUserDefaults::writeTo(const QString& file) const {
             settings.setValue(value.key(), value.value());
     }
     const QString check = file + QStringLiteral(".check");
-    QFile::remove(check);
     if (!QFile::rename(file, check))
         return false;
     const QSettings settings(check, QSettings::IniFormat);

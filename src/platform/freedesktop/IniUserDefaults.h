@@ -7,9 +7,10 @@ namespace vantorel {
 /// The defaults database as one INI file, read once and written through QSettings. Its keys begin with
 /// "com.qorbex.Vantorel.".
 ///
-/// A write goes to a new file (the file's name with ".new" added), which takes the old one's place once it has been
-/// read back and holds everything: a kill or a full disk leaves one of the two whole. What is there but is no file, or
-/// cannot be read, is neither opened nor replaced.
+/// A write goes to a new file, which takes the old one's place once it has been read back and holds everything: a kill
+/// or a full disk leaves one of the two whole. The new file is made in a folder beside the old one (its name with
+/// ".new" added), which each write removes, whatever it holds. What is there but is no file, or cannot be read, is
+/// neither opened nor replaced.
 class IniUserDefaults : public MemoryUserDefaults {
 public:
     explicit IniUserDefaults(const QString& file);
