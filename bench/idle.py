@@ -37,7 +37,7 @@ class Session:
 
     def __init__(self, desktop, floor):
         self.desktop = desktop
-        self.programs = {"program": (desktop.program, PROGRAM_ID), "floor": (floor, FLOOR_ID)}
+        self.programs = {"program": (desktop.router_program, PROGRAM_ID), "floor": (floor, FLOOR_ID)}
         desktop.add_browser(BROWSER)
         desktop.write_settings(rules=[rule(BROWSER, "example.test", "Domain")], fallback=BROWSER, debug_mode=False)
         self.bus = desktop.connect()

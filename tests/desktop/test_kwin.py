@@ -105,8 +105,10 @@ class ActiveApplications(KWinTest):
         self.open_plain()
         self.open_dialog()
         self.private.start_router()
-        self.activate("dialog")
-        self.remember(("plain", PLAIN))
+        # The first time it may have been active before the program looked, which counts only while it is.
+        for _ in range(2):
+            self.activate("dialog")
+            self.remember(("plain", PLAIN))
         self.activate("dialog")
         for _ in range(3):
             self.assertEqual(self.sources(), [PLAIN])
