@@ -135,7 +135,8 @@ class Detached(Hostile):
         service = write_script(self.private.programs + "/service", f"#!/bin/sh\nexec {ODD} waiting {LINK}1\n")
         self.private.write(self.private.services + "/org.example.Service.service",
                            f"[D-BUS Service]\nName=org.example.Service\nExec={service}\n")
-        wait_until(lambda: os.path.exists(f"{self.private.runtime}/bus"), "the bus")
+        get_id = ["gdbus", "call", "--session", "-d", "org.freedesktop.DBus", "-o", "/", "-m", "org.freedesktop.DBus.GetId"]
+        wait_until(lambda: self.private.run(get_id).returncode == 0, "the bus")
 
         def start_service(_):
             # Not waited for: the service never takes its name.

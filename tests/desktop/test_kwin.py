@@ -83,7 +83,7 @@ class ActiveApplications(KWinTest):
         self.open_dialog()
         self.private.start_router()
         # It is in front and has not been activated since the program runs: when it is gone, nothing is left of it.
-        self.assertEqual(self.sources(), [DIALOG])
+        self.wait_for_sources(DIALOG)
         os.kill(kwin.windows(self.private)["dialog"]["pid"], signal.SIGTERM)
         self.wait_for_sources()
         self.open_dialog()
