@@ -67,19 +67,20 @@ void TestDesktopSystemSettings::initTestCase() {
     qputenv("XDG_DATA_DIRS", QFile::encodeName(path("none")));
     qputenv("XDG_CONFIG_DIRS", QFile::encodeName(path("none")));
     qputenv("PATH", QFile::encodeName(path("bin")) + ":/usr/bin:/bin");
-}
-
-void TestDesktopSystemSettings::init() {
-    for (const char* const folder : {"config", "data", "bin"})
-        QVERIFY(QDir(path(folder)).removeRecursively());
-    QFile::remove(path("calls"));
-    QVERIFY(QDir().mkpath(path("config")));
+    // The same for all tests as well: GIO learns in its own time of what is installed and taken away.
     write("data/applications/own.desktop",
           "[Desktop Entry]\nType=Application\nName=Own\nExec=true %u\n"
           "MimeType=x-scheme-handler/http;x-scheme-handler/https;text/html;\n");
     write("data/applications/xfce4-web-browser.desktop",
           "[Desktop Entry]\nType=Application\nName=Stand-in\nExec=true %u\n"
           "MimeType=x-scheme-handler/http;x-scheme-handler/https;text/html;\n");
+}
+
+void TestDesktopSystemSettings::init() {
+    for (const char* const folder : {"config", "data/xfce4", "bin"})
+        QVERIFY(QDir(path(folder)).removeRecursively());
+    QFile::remove(path("calls"));
+    QVERIFY(QDir().mkpath(path("config")));
     write("config/mimeapps.list", "[Default Applications]\n");
     qputenv("XDG_CURRENT_DESKTOP", "KDE");
 }

@@ -61,10 +61,9 @@ class Tree(unittest.TestCase):
             self.assertEqual(struct.unpack(">II", png[16:24]), (size, size))
 
     def test_every_way_to_start_names_the_installed_program(self):
-        program = os.path.join(STAGE, "bin/vantorel")
-        self.assertEqual(entry(f"share/applications/{ID}.desktop")["Exec"], program + " %U")
-        self.assertEqual(entry(f"share/dbus-1/services/{ID}.service", "D-BUS Service")["Exec"],
-                         os.path.join(STAGE, "libexec/vantorel"))
+        self.assertEqual(entry(f"share/applications/{ID}.desktop")["Exec"], os.path.join(STAGE, "bin/vantorel") + " %U")
+        program = os.path.join(STAGE, "libexec/vantorel")
+        self.assertEqual(entry(f"share/dbus-1/services/{ID}.service", "D-BUS Service")["Exec"], program)
         autostart = entry(f"etc/xdg/autostart/{ID}.desktop")
         self.assertEqual(shlex.split(autostart["Exec"])[-1], program)
         # What is left of a removed package must start nothing.
