@@ -6,7 +6,7 @@ import os
 import tempfile
 
 from harness import processes, settings
-from harness.accessibility import AccessibilityBus
+from harness.accessibility import AccessibilityBus, names_of
 from harness.case import BROWSER, OTHER_BROWSER, THIRD_BROWSER
 from harness.processes import wait_until
 from harness.settings import rule
@@ -108,7 +108,7 @@ class SettingsWindowTest(WindowTest):
 
     def rows(self):
         """The names of the rows, in order."""
-        return [row.name for row in self.list().children]
+        return names_of(self.list().children)
 
     def row(self, name):
         return next(row for row in self.list().children if row.name == name)

@@ -8,6 +8,7 @@ import time
 from gi.repository import GLib
 
 from harness import processes, settings
+from harness.accessibility import names_of
 from harness.case import BROWSER, OTHER_BROWSER, main
 from harness.processes import wait_until
 from harness.settings import rule
@@ -73,7 +74,7 @@ class MenuBarTest(SettingsWindowTest):
         return wait_until(found, "the panel on the accessibility bus", timeout=20, detail=self.picture_of_tree)
 
     def texts(self):
-        return [label.name for label in self.panel().all("label")]
+        return names_of(self.panel().all("label"))
 
     def lines(self):
         """(title, what it does) of each rule in the panel."""

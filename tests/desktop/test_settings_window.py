@@ -4,6 +4,7 @@ import subprocess
 import time
 
 from harness import processes, settings
+from harness.accessibility import names_of
 from harness.case import BROWSER, OTHER_BROWSER, THIRD_BROWSER, main, sender
 from harness.processes import wait_until
 from harness.settings import rule
@@ -360,7 +361,7 @@ class Settings(SettingsWindowTest):
         self.assertEqual(self.row("One").description, "Contains: a.test \u2192 Browser Two")
         self.uninstall(OTHER_BROWSER)
         self.uninstall(MAIL)
-        wait_until(lambda: [line.name for line in picker.all("list item", showing=False)]
+        wait_until(lambda: names_of(picker.all("list item", showing=False))
                    == ["Choose fallback browser\u2026", "", "Browser One", "Other Browser"], "one browser less",
                    detail=self.picture_of_tree)
         wait_until(lambda: self.row("One").description == "Contains: a.test \u2192 OtherBrowser", "the row's text",

@@ -162,6 +162,17 @@ class Node:
         return "\n".join([line, *(child.outline(depth + 1) for child in children[:60])])
 
 
+def names_of(nodes):
+    """The names of those that are still there."""
+    names = []
+    for node in nodes:
+        try:
+            names.append(node.name)
+        except GLib.Error:
+            continue
+    return names
+
+
 class AccessibilityBus:
     """The accessibility bus of a private desktop."""
 
