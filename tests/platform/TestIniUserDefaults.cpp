@@ -30,6 +30,8 @@ private Q_SLOTS:
     void write_behindASymbolicLink_keepsTheLink();
     void write_takesAwayWhatAKillLeft();
     void write_unreadableFile_isLeftAlone();
+    void fileThatComesLater_isPutAsideBeforeTheFirstWrite();
+    void fileThatComesLater_whereNoCopyCanBeMade_stays();
     void problem_isToldInWords();
     void cutAnywhere_isReadWithoutACrash_andMayBeSavedOver();
     void keepDamaged_copiesTheBytes_newestKept();
@@ -226,6 +228,28 @@ void TestIniUserDefaults::write_unreadableFile_isLeftAlone() {
     defaults.write();
     QVERIFY(chmod(qPrintable(path()), 0600) == 0);
     QVERIFY(contents().contains("=old"));
+}
+
+void TestIniUserDefaults::fileThatComesLater_isPutAsideBeforeTheFirstWrite() {
+    IniUserDefaults defaults(path());
+    fill("[General]\ncom.qorbex.Vantorel.text=came later\n");
+    defaults.setString(kText, "new");
+    defaults.write();
+    QCOMPARE(contents("settings.ini.damaged"), "[General]\ncom.qorbex.Vantorel.text=came later\n");
+    QCOMPARE(IniUserDefaults(path()).string(kText), std::optional<QString>("new"));
+    // From then on it is our own.
+    defaults.setString(kText, "newer");
+    defaults.write();
+    QVERIFY(contents("settings.ini.damaged").contains("came later"));
+}
+
+void TestIniUserDefaults::fileThatComesLater_whereNoCopyCanBeMade_stays() {
+    IniUserDefaults defaults(path());
+    fill("[General]\ncom.qorbex.Vantorel.text=came later\n");
+    QVERIFY(QDir().mkpath(path("settings.ini.damaged/no-file")));
+    defaults.setString(kText, "new");
+    defaults.write();
+    QVERIFY(contents().contains("came later"));
 }
 
 void TestIniUserDefaults::problem_isToldInWords() {

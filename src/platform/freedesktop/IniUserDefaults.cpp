@@ -39,6 +39,7 @@ IniUserDefaults::IniUserDefaults(const QString& file) : m_file(file) {
         if (key.startsWith(kOwnKeys))
             m_values.insert(key, settings.value(key));
     }
+    m_isKnown = QFileInfo::exists(file);
     m_formIsDamaged = settings.status() == QSettings::FormatError;
 }
 
@@ -80,9 +81,12 @@ void IniUserDefaults::remove(QLatin1String key) {
 void IniUserDefaults::write() {
     if (isUnreadable())
         return;
-    if (m_formIsDamaged && !keep(contents(m_file)))
+    // Nothing of what somebody else has put there, or has made readable since the start, is in our values.
+    const bool isStrange = !m_isKnown && QFileInfo::exists(m_file);
+    if ((m_formIsDamaged || isStrange) && !keep(contents(m_file)))
         return;
     m_formIsDamaged = false;
+    m_isKnown = true;
     // Behind a symbolic link, and in that folder: no file can be renamed to another file system.
     const QString target = QFileInfo::exists(m_file) ? QFileInfo(m_file).canonicalFilePath() : m_file;
     // QFile and QSettings write under names made at random: in a folder of their own, for a kill leaves them behind.

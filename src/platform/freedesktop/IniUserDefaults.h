@@ -10,7 +10,8 @@ namespace vantorel {
 /// A write goes to a new file, which takes the old one's place once it has been read back and holds everything: a kill
 /// or a full disk leaves one of the two whole. The new file is made in a folder beside the old one (its name with
 /// ".new" added), which each write removes, whatever it holds. What is there but is no file, or cannot be read, is
-/// neither opened nor replaced.
+/// neither opened nor replaced; a file that has come or become readable only since the start is copied as a damaged one
+/// is, before it is replaced.
 class IniUserDefaults : public MemoryUserDefaults {
 public:
     explicit IniUserDefaults(const QString& file);
@@ -36,6 +37,7 @@ private:
     bool keep(const QByteArray& bytes) const;
 
     QString m_file;
+    bool m_isKnown = false; ///< what the file has was read or written here, or copied
     bool m_formIsDamaged = false;
     QStringList m_removed;
 };
