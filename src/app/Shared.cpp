@@ -23,6 +23,7 @@
 #include "platform/freedesktop/KWinActivationSource.h"
 #include "platform/freedesktop/LaunchContext.h"
 #include "platform/freedesktop/ProcessApplications.h"
+#include "platform/freedesktop/Round.h"
 #include "platform/freedesktop/SessionActivationSource.h"
 #include "platform/freedesktop/SpawnRunner.h"
 #include "platform/freedesktop/WindowApplications.h"
@@ -76,6 +77,11 @@ SpawnRunner& browserRunner() {
 
 void openInBrowser(const Link& url, const QString& bundleID) {
     static const auto& catalog = *new InstalledApps;
+    static auto& rounds = *new RepeatedRounds;
+    LaunchContext& context = launchContext();
+    if (context.sender == bundleID)
+        context.round = QByteArray::fromStdString(
+            rounds.before(context.round.toStdString(), url.absoluteString().toStdString(), roundClock()));
     BrowserLauncher::open(url, bundleID, catalog, browserRunner());
 }
 

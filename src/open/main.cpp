@@ -7,11 +7,11 @@
 #include "open/ChosenBrowser.h"
 #include "open/ExecLine.h"
 #include "open/Launch.h"
-#include "open/Round.h"
 #include "open/Settling.h"
 #include "open/Turn.h"
 #include "platform/freedesktop/DesktopEntry.h"
 #include "platform/freedesktop/LinkHandOn.h"
+#include "platform/freedesktop/Round.h"
 
 #include <array>
 #include <csignal>

@@ -108,8 +108,9 @@ void DBusLinkSource::open(const QStringList& uris, const QString& sender, Launch
 }
 
 void DBusLinkSource::deliver(const QStringList& uris, const Sender& sender) {
-    m_context.round = sender.round;
+    m_context.sender = sender.application;
     for (const QString& text : uris) {
+        m_context.round = sender.round; // a launch may have changed it
         const QByteArray uri = text.toUtf8();
         const auto link = Link::parse(uri);
         if (link && link->isWeb())

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
+
+#include <optional>
 
 namespace vantorel {
 
@@ -12,6 +15,7 @@ namespace vantorel {
 struct LaunchContext {
     QByteArray activationToken; ///< XDG_ACTIVATION_TOKEN; empty for none
     QByteArray startupID; ///< DESKTOP_STARTUP_ID; empty for none
+    std::optional<QString> sender = {}; ///< the application that sent the link; absent when that is not known
     QByteArray round = {}; ///< VANTOREL_ROUND as the sender has it: what tells that a link comes from where we sent it
 };
 
