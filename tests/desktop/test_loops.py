@@ -6,7 +6,7 @@ import time
 import unittest
 
 from harness.browsers import write_script
-from harness.case import BROWSER, OTHER_BROWSER, DesktopTest, main
+from harness.case import BROWSER, OTHER_BROWSER, PROGRAM_ID, DesktopTest, main
 from harness.desktop import DEBUG
 from harness.processes import wait_until
 from harness.settings import rule
@@ -136,6 +136,16 @@ class HandOn(Loops):
                 desktop.open_links(LINK)
                 self.assertEqual(self.attempts(desktop), [REFUSED])
 
+    @unittest.skipUnless(shutil.which("exo-open") and shutil.which("xfce4-mime-helper"), "XFCE is not installed")
+    def test_chosen_in_the_list_of_xfce_what_it_opens_is_refused(self):
+        desktop = self.start("exo-open --launch WebBrowser %u", display=True)
+        desktop.folder("config/xfce4")
+        desktop.write(os.path.join(desktop.config, "xfce4/helpers.rc"), f"WebBrowser={PROGRAM_ID}\n")
+        self.choose(desktop, OTHER_BROWSER)
+        desktop.open_links(LINK)
+        self.assertEqual(self.attempts(desktop), [REFUSED])
+
+
 class Circles(Loops):
     """Scripts of which nobody can tell beforehand that they lead back."""
 
@@ -161,6 +171,36 @@ class Circles(Loops):
                 self.assertEqual(self.rounds(desktop), [LINK] * self.ROUNDS)
                 failed = f"Failed to open {LINK} in {WRAPPER}: \"{WRAPPER}\" keeps handing the link back to Vantorel"
                 self.assertEqual([line for line in lines if not line.startswith("Successfully ")], [failed])
+
+    def test_circle_of_links_that_change_ends(self):
+        desktop = self.start("/bin/false")
+        desktop.add_application(WRAPPER, self.script(desktop, 'vantorel "$1x"') + " %u")
+        desktop.open_links(LINK)
+        wait_until(lambda: any("keeps handing" in line for line in desktop.launcher_lines()), "the end",
+                   detail=desktop.describe)
+        self.attempts(desktop)
+        self.assertEqual(self.rounds(desktop), [LINK + "x" * number for number in range(32)])
+
+    def test_circle_through_a_program_that_runs_already_ends(self):
+        # What is started with the link only hands it to that program, which has been there all along.
+        desktop = self.start("/bin/false")
+        pipe = os.path.join(desktop.programs, "pipe")
+        os.mkfifo(pipe)
+        command = write_script(os.path.join(desktop.programs, "command"), f"#!/bin/sh\necho \"$1\" >'{pipe}'\n")
+        desktop.add_application(WRAPPER, command + " %u")
+        running = self.script(desktop, f'exec 3<>"{pipe}"\nwhile read link <&3; do\n'
+                                       f'  echo "$link" >>"{desktop.logs}/rounds"\n  gio open "$link"\ndone')
+        program = desktop.spawn(desktop.as_application(WRAPPER, [running, "started"]))
+        self.choose(desktop, PROGRAM_ID)
+        desktop.open_links(LINK)
+        wait_until(lambda: any("keeps handing" in line for line in desktop.launcher_lines()), "the end",
+                   detail=desktop.describe)
+        program.kill()
+        program.wait()
+        failed = f"Failed to open {LINK} in {WRAPPER}: \"{WRAPPER}\" keeps handing the link back to Vantorel"
+        self.assertEqual([line for line in self.attempts(desktop) if not line.startswith("Successfully ")], [failed])
+        # The first one has come from elsewhere.
+        self.assertEqual(self.rounds(desktop), ["started", *[LINK] * (self.ROUNDS + 1)])
 
     def test_program_that_was_started_with_a_link_may_send_others(self):
         desktop = self.start("/bin/false")
@@ -190,10 +230,10 @@ class Circles(Loops):
         for byte in AFTER.encode():
             link = (link ^ byte) * 1099511628211 % (1 << 64)
         now = int(time.clock_gettime(time.CLOCK_BOOTTIME))
-        router = desktop.start_router(environment={"VANTOREL_ROUND": f"8 {now} {link}"})
+        router = desktop.start_router(environment={"VANTOREL_ROUND": f"8 {now} {link} 8"})
         desktop.open_links(AFTER)
         environment = desktop.wait_for_launches(1)[0].environment
-        self.assertRegex(environment["VANTOREL_ROUND"], f"^1 [0-9]+ {link}$")
+        self.assertRegex(environment["VANTOREL_ROUND"], f"^1 [0-9]+ {link} 1$")
         self.assertIsNone(router.poll())
 
 

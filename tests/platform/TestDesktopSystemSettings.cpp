@@ -1,5 +1,6 @@
 #include "platform/freedesktop/DesktopSystemSettings.h"
 
+#include "platform/freedesktop/DefaultBrowser.h"
 #include "platform/freedesktop/DetachedProgram.h"
 
 #include <QDir>
@@ -10,6 +11,9 @@
 
 #include <memory>
 
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,6 +32,7 @@ private Q_SLOTS:
     void allPagesFail_setsItDirectly();
     void noPage_setsItDirectly();
     void xfce_isToldInItsOwnWay();
+    void xfceChoicesThatCannotBeRead_areLeftAlone();
     void notInstalled_setsNothing();
     void detachedProgram_hasASessionOfItsOwn_andNoneOfOurOutput();
     void detachedProgram_thatIsNotThere();
@@ -83,6 +88,9 @@ void TestDesktopSystemSettings::init() {
     QVERIFY(QDir().mkpath(path("config")));
     write("config/mimeapps.list", "[Default Applications]\n");
     qputenv("XDG_CURRENT_DESKTOP", "KDE");
+    // What the test before has chosen is known until GIO has noticed.
+    QTRY_VERIFY(!DefaultBrowser::isApplication("own", "/own"));
+    QTRY_VERIFY(!DefaultBrowser::isApplication("xfce4-web-browser", "/own"));
 }
 
 void TestDesktopSystemSettings::isDefaultBrowser_isToldWhenItIsKnown() {
@@ -92,17 +100,17 @@ void TestDesktopSystemSettings::isDefaultBrowser_isToldWhenItIsKnown() {
     DesktopSystemSettings settings("own", "/own", kPatience);
     QSignalSpy spy(&settings, &SystemSettings::defaultBrowserChanged);
     QVERIFY(!settings.isDefaultBrowser());
-    QTRY_COMPARE(spy.count(), 1);
+    const auto isTold = [&](int times) {
+        settings.refresh(); // GIO learns of a change in its own time
+        return spy.count() == times;
+    };
+    QTRY_VERIFY(isTold(1));
     QVERIFY(settings.isDefaultBrowser());
     // One of the two is not enough.
     write("config/mimeapps.list",
           "[Default Applications]\nx-scheme-handler/http=own.desktop\n"
           "x-scheme-handler/https=xfce4-web-browser.desktop\n");
-    const auto isToldAgain = [&] {
-        settings.refresh(); // GIO learns of the change in its own time
-        return spy.count() == 2;
-    };
-    QTRY_VERIFY(isToldAgain());
+    QTRY_VERIFY(isTold(2));
     QVERIFY(!settings.isDefaultBrowser());
 }
 
@@ -173,6 +181,30 @@ void TestDesktopSystemSettings::xfce_isToldInItsOwnWay() {
     write("data/xfce4/helpers/custom-WebBrowser.desktop", "[Desktop Entry]\nX-XFCE-Commands=/opt/other\n");
     settings.refresh();
     QTRY_VERIFY(!settings.isDefaultBrowser());
+    // This one is, when it is chosen in XFCE's own list.
+    write("bin/own-program", "#!/bin/sh\n", true);
+    write("data/xfce4/helpers/own.desktop", "[Desktop Entry]\nX-XFCE-Binaries=own-program;\nX-XFCE-Commands=%B;\n");
+    write("config/xfce4/helpers.rc", "WebBrowser=own\n");
+    DesktopSystemSettings listed("own", QFile::encodeName(path("bin/own-program")), kPatience);
+    QTRY_VERIFY(listed.isDefaultBrowser());
+    settings.refresh();
+    QTest::qWait(static_cast<int>(kPatience.count()));
+    QVERIFY(!settings.isDefaultBrowser());
+}
+
+void TestDesktopSystemSettings::xfceChoicesThatCannotBeRead_areLeftAlone() {
+    // Nobody can open a socket as a file, not even root.
+    QVERIFY(QDir().mkpath(path("config/xfce4")));
+    const QByteArray choices = QFile::encodeName(path("config/xfce4/helpers.rc"));
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    QVERIFY(choices.size() < qsizetype(sizeof address.sun_path));
+    memcpy(address.sun_path, choices.constData(), choices.size());
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    QCOMPARE(bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    close(fd);
+    QVERIFY(!DefaultBrowser::setApplication("own", "/opt/own", "XFCE"));
+    struct stat status { };
+    QVERIFY(lstat(choices.constData(), &status) == 0 && S_ISSOCK(status.st_mode));
 }
 
 void TestDesktopSystemSettings::notInstalled_setsNothing() {

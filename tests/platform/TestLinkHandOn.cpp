@@ -71,7 +71,7 @@ private Q_SLOTS:
 
     void programFile_followsLinks();
     void ownProgram_liesBesideTheOneThatRuns();
-    void xfceBrowser_isWhatTheUserEntered();
+    void xfceBrowser_isWhatItsSettingsName();
 };
 
 void TestLinkHandOn::entriesHandOn_data() {
@@ -241,10 +241,13 @@ void TestLinkHandOn::ownProgram_liesBesideTheOneThatRuns() {
 }
 
 // GLib asks for the folders once per process.
-void TestLinkHandOn::xfceBrowser_isWhatTheUserEntered() {
+void TestLinkHandOn::xfceBrowser_isWhatItsSettingsName() {
     const QTemporaryDir root;
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(root.filePath("config")));
     qputenv("XDG_DATA_HOME", QFile::encodeName(root.filePath("data")));
+    qputenv("XDG_CONFIG_DIRS", QFile::encodeName(root.filePath("system-config")));
+    qputenv("XDG_DATA_DIRS", QFile::encodeName(root.filePath("system-data")));
+    qputenv("PATH", QFile::encodeName(root.filePath("bin")));
     const auto write = [&root](const char* name, const char* content) {
         const QString path = root.filePath(name);
         QDir().mkpath(QFileInfo(path).path());
@@ -258,8 +261,24 @@ void TestLinkHandOn::xfceBrowser_isWhatTheUserEntered() {
     write("data/xfce4/helpers/custom-WebBrowser.desktop",
           "[Desktop Entry]\nX-XFCE-CommandsWithParameter=/own/vantorel \"%s\"\nX-XFCE-Commands=/own/vantorel\n");
     QCOMPARE(xfceBrowser(), std::string("/own/vantorel"));
-    write("config/xfce4/helpers.rc", "WebBrowser=firefox");
+
+    // One of XFCE's own descriptions, a browser's package's, and the user's in the place of that.
+    write("config/xfce4/helpers.rc", "WebBrowser=own\n");
     QCOMPARE(xfceBrowser(), std::string());
+    write("system-data/xfce4/helpers/own.desktop",
+          "[Desktop Entry]\nX-XFCE-Binaries=not-there;own-program;\nX-XFCE-Commands=%B;%B --other;\n");
+    QCOMPARE(xfceBrowser(), std::string());
+    write("bin/own-program", "#!/bin/sh\n");
+    QVERIFY(QFile::setPermissions(root.filePath("bin/own-program"), QFile::ReadOwner | QFile::ExeOwner));
+    QCOMPARE(xfceBrowser(), root.filePath("bin/own-program").toStdString());
+    write("data/xfce4/helpers/own.desktop", "[Desktop Entry]\nX-XFCE-Commands=other --flag\n");
+    QCOMPARE(xfceBrowser(), std::string("other --flag"));
+
+    // What the system has chosen counts for those who have not.
+    write("system-config/xfce4/helpers.rc", "WebBrowser=custom-WebBrowser\n");
+    QCOMPARE(xfceBrowser(), std::string("other --flag"));
+    QVERIFY(QFile::remove(root.filePath("config/xfce4/helpers.rc")));
+    QCOMPARE(xfceBrowser(), std::string("/own/vantorel"));
 }
 
 QTEST_GUILESS_MAIN(TestLinkHandOn)

@@ -9,6 +9,7 @@
 #include <QSaveFile>
 
 #include <memory>
+#include <optional>
 
 namespace vantorel {
 
@@ -49,10 +50,13 @@ QString xfceHelper() {
         + QString::fromLatin1(kXfceHelper) + QStringLiteral(".desktop");
 }
 
-QByteArrayList linesOf(const QString& path) {
+/// Absent where there is something that cannot be read.
+std::optional<QByteArrayList> linesOf(const QString& path) {
     QFile file(path);
+    if (!file.exists())
+        return QByteArrayList();
     if (!file.open(QIODevice::ReadOnly))
-        return {};
+        return std::nullopt;
     QByteArrayList lines = file.readAll().split('\n');
     if (lines.last().isEmpty())
         lines.removeLast();
@@ -67,9 +71,11 @@ bool write(const QString& path, const QByteArrayList& lines) {
 }
 
 bool setXfceChoice(const QByteArray& program) {
-    QByteArrayList choices = linesOf(xfceChoices());
-    choices.removeIf([](const QByteArray& line) { return line.startsWith(kXfceChoice); });
-    choices.append(kXfceChoice + kXfceHelper);
+    auto choices = linesOf(xfceChoices());
+    if (!choices)
+        return false;
+    choices->removeIf([](const QByteArray& line) { return line.startsWith(kXfceChoice); });
+    choices->append(kXfceChoice + kXfceHelper);
     const QByteArrayList helper = {"[Desktop Entry]",
                                    "NoDisplay=true",
                                    "Version=1.0",
@@ -79,7 +85,7 @@ bool setXfceChoice(const QByteArray& program) {
                                    "X-XFCE-Commands=" + program,
                                    "Icon=com.qorbex.Vantorel",
                                    "Name=Vantorel"};
-    return write(xfceHelper(), helper) && write(xfceChoices(), choices);
+    return write(xfceHelper(), helper) && write(xfceChoices(), *choices);
 }
 
 bool setForTypes(const QByteArray& id) {
@@ -93,10 +99,19 @@ bool setForTypes(const QByteArray& id) {
     return opensLinks(id);
 }
 
+// XFCE's own list of browsers names our program without its folder.
+bool isChosenInXfce(const std::string& program) {
+    const auto command = splitExec(xfceBrowser()).value_or(std::vector<std::string>());
+    if (command.empty())
+        return false;
+    const auto file = LinkHandOn::programFile(command.front());
+    return command.front() == program || (!file.empty() && file == LinkHandOn::programFile(program));
+}
+
 } // namespace
 
 bool DefaultBrowser::isApplication(const QByteArray& id, const QByteArray& program) {
-    return opensLinks(id) || (opensLinks(kXfceBrowser) && xfceBrowser() == program.toStdString());
+    return opensLinks(id) || (opensLinks(kXfceBrowser) && isChosenInXfce(program.toStdString()));
 }
 
 bool DefaultBrowser::setApplication(const QByteArray& id, const QByteArray& program, const QByteArray& currentDesktop) {

@@ -178,6 +178,20 @@ std::string valueIn(const std::string& path, const std::string& key) {
     return text.substr(value, text.find('\n', value) - value);
 }
 
+/// The parts of such a value that are not empty; ';' stands between them.
+std::vector<std::string> listIn(const std::string& path, const std::string& key) {
+    std::vector<std::string> list;
+    const auto value = valueIn(path, key);
+    for (std::size_t start = 0; start < value.size();) {
+        const auto end = std::min(value.find(';', start), value.size());
+        if (end > start) {
+            list.push_back(value.substr(start, end - start));
+        }
+        start = end + 1;
+    }
+    return list;
+}
+
 } // namespace
 
 LinkHandOn::LinkHandOn(std::string ownProgram, Resolve resolve)
@@ -247,11 +261,32 @@ std::string LinkHandOn::programFile(const std::string& name) {
 }
 
 std::string xfceBrowser() {
-    const std::string helper = "custom-WebBrowser";
-    if (valueIn(std::string(g_get_user_config_dir()) + "/xfce4/helpers.rc", "WebBrowser") != helper) {
+    const std::string choices = "/xfce4/helpers.rc";
+    std::string helper = valueIn(g_get_user_config_dir() + choices, "WebBrowser");
+    for (const auto* folder = g_get_system_config_dirs(); helper.empty() && *folder; ++folder) {
+        helper = valueIn(*folder + choices, "WebBrowser");
+    }
+    const std::string file = "/xfce4/helpers/" + helper + ".desktop";
+    std::string path = g_get_user_data_dir() + file;
+    for (const auto* folder = g_get_system_data_dirs(); access(path.c_str(), F_OK) != 0 && *folder; ++folder) {
+        path = *folder + file;
+    }
+    const auto commands = listIn(path, "X-XFCE-Commands");
+    if (helper.empty() || commands.empty()) {
         return {};
     }
-    return valueIn(std::string(g_get_user_data_dir()) + "/xfce4/helpers/" + helper + ".desktop", "X-XFCE-Commands");
+    std::string command = commands.front();
+    constexpr std::string_view kBinary = "%B";
+    const auto at = command.find(kBinary);
+    if (at == std::string::npos) {
+        return command;
+    }
+    for (const auto& name : listIn(path, "X-XFCE-Binaries")) {
+        if (const auto program = findProgram(name)) {
+            return command.replace(at, kBinary.size(), *program);
+        }
+    }
+    return {};
 }
 
 } // namespace vantorel

@@ -54,8 +54,9 @@ private:
     Resolve m_resolve;
 };
 
-/// The command that a user has entered for the web browser in XFCE's own settings; empty where one of the browsers that
-/// XFCE knows is chosen, or none. Reads the disk.
+/// The command of the web browser that is chosen in XFCE's own settings, or that the system has chosen there for those
+/// who have not: a command that the user has entered, or one of XFCE's descriptions of browsers. Empty where there is
+/// none, or its program is not installed. Reads the disk.
 std::string xfceBrowser();
 
 } // namespace vantorel
