@@ -39,14 +39,22 @@ bool hasX11(std::chrono::milliseconds patience) {
     return !qEnvironmentVariableIsEmpty("DISPLAY") && X11Display::answers(patience);
 }
 
+// What can be probed has to answer; of anything else Qt knows more.
+std::optional<QByteArray> chosenPlatform(const QByteArray& chosen, std::chrono::milliseconds patience) {
+    for (const QByteArray& platform : chosen.split(';')) {
+        const bool isWayland = platform.startsWith("wayland");
+        if (!isWayland && !platform.startsWith("xcb"))
+            return platform;
+        if (isWayland ? hasWayland(patience) : hasX11(patience))
+            return platform;
+    }
+    return std::nullopt;
+}
+
 std::optional<QByteArray> displayPlatform(std::chrono::milliseconds patience) {
     const QByteArray chosen = qgetenv("QT_QPA_PLATFORM");
-    if (chosen.startsWith("wayland"))
-        return hasWayland(patience) ? std::optional(chosen) : std::nullopt;
-    if (chosen.startsWith("xcb"))
-        return hasX11(patience) ? std::optional(chosen) : std::nullopt;
     if (!chosen.isEmpty())
-        return QByteArray();
+        return chosenPlatform(chosen, patience);
     if (hasWayland(patience))
         return "wayland";
     if (hasX11(patience))
