@@ -13,6 +13,7 @@ class TestWindowApplications : public QObject {
 private Q_SLOTS:
     void programName_data();
     void programName();
+    void programName_behindAnyNumberOfWrappers();
     void popularApplications_data();
     void popularApplications();
     void idGivenOutright_countsWhenInstalled();
@@ -169,11 +170,18 @@ void TestWindowApplications::programName_data() {
     row("sh -c \"tool %u\"", "");
     row("java -jar /opt/tool.jar", "");
     row("env", "");
+    row("env env A=1 env -i mail", "mail");
+    row("env sh -c mail", "");
     row("", "");
 }
 
 void TestWindowApplications::programName() {
     QTEST(programNameOf(argumentsOf(QTest::currentDataTag())), "name");
+}
+
+// Memory by the square of their number would be the end of the program.
+void TestWindowApplications::programName_behindAnyNumberOfWrappers() {
+    QCOMPARE(programNameOf(QStringList(100'000, "env") << "mail"), QString("mail"));
 }
 
 void TestWindowApplications::popularApplications_data() {

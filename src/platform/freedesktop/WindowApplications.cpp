@@ -46,20 +46,19 @@ QString withoutFolderAndSuffix(const QString& desktopFile) {
 
 QString programNameOf(const QStringList& command) {
     QString program = baseName(command.value(0));
-    if (hidesItsProgram(program))
-        return {};
-    if (!isWrapper(program))
-        return program;
-    for (qsizetype i = 1; i < command.size(); ++i) {
+    for (qsizetype i = 1; i < command.size() && isWrapper(program); ++i) {
         const QString& argument = command[i];
         if (argument.startsWith(u"--command="))
             return baseName(argument.mid(10));
         const bool isVariable = program == u"env" && argument.contains(u'=');
         const bool isVerb = (program == u"flatpak" || program == u"snap") && argument == u"run";
-        if (!argument.startsWith(u'-') && !isVariable && !isVerb)
-            return program == u"env" ? programNameOf(command.mid(i)) : baseName(argument);
+        if (argument.startsWith(u'-') || isVariable || isVerb)
+            continue;
+        if (program != u"env")
+            return baseName(argument);
+        program = baseName(argument); // whose own arguments follow
     }
-    return {};
+    return isWrapper(program) || hidesItsProgram(program) ? QString() : program;
 }
 
 WindowIndex::WindowIndex(const std::vector<WindowEntry>& entries) {
