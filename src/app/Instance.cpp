@@ -17,6 +17,7 @@
 
 #include <QApplication>
 #include <QThreadPool>
+#include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
@@ -81,11 +82,12 @@ AppDelegate::Collaborators Instance::delegateCollaborators() {
     };
 }
 
-// From the event loop: a start that finds another program running ends before that, and shows no icon of its own.
+// From the event loop, and not as a posted event, which the claim of the name delivers: a start that finds another
+// program running ends before that, and shows no icon of its own.
 void Instance::setUpMenuBar() {
     if (!m_menuBarManager)
         return;
-    QMetaObject::invokeMethod(&*m_menuBarManager, &MenuBarManager::setup, Qt::QueuedConnection);
+    QTimer::singleShot(0, &*m_menuBarManager, &MenuBarManager::setup);
     shared::observeNoFallback([this] { m_menuBarManager->handleNoFallback(); });
 }
 

@@ -68,9 +68,10 @@ std::optional<int> handOver(char* links[]) {
     // The answer comes when the browser has been started, however long that takes.
     if (sd_bus_call(bus.get(), call.get(), UINT64_MAX, &error, nullptr) >= 0)
         return EXIT_SUCCESS;
-    // There is none, and the bus cannot start one.
+    // There is none, and the bus cannot start one: dbus-daemon and dbus-broker say so in words of their own.
     const std::string_view name = error.name ? error.name : "";
-    if (name == SD_BUS_ERROR_SERVICE_UNKNOWN || name.starts_with("org.freedesktop.DBus.Error.Spawn."))
+    if (name == SD_BUS_ERROR_SERVICE_UNKNOWN || name == SD_BUS_ERROR_NAME_HAS_NO_OWNER
+        || name.starts_with("org.freedesktop.DBus.Error.Spawn."))
         return std::nullopt;
     std::fprintf(stderr, "vantorel: %s\n", error.message ? error.message : "the bus has gone");
     return EXIT_FAILURE;

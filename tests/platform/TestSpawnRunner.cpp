@@ -74,7 +74,8 @@ void TestSpawnRunner::exit_data() {
     QTest::newRow("success with output, which is not read") << QByteArray("echo a >&2") << 0 << QByteArray();
     QTest::newRow("failure") << QByteArray("echo a >&2; exit 3") << 3 << QByteArray("a\n");
     QTest::newRow("silent failure") << QByteArray("exit 1") << 1 << QByteArray();
-    QTest::newRow("signal") << QByteArray("kill -9 $$") << 9 << QByteArray();
+    QTest::newRow("signal") << QByteArray("kill -9 $$") << 9 << QByteArray("ended by signal 9");
+    QTest::newRow("signal and reason") << QByteArray("echo why >&2; kill -9 $$") << 9 << QByteArray("why\n");
     QTest::newRow("bytes") << QByteArray("printf '\\377\\376' >&2; exit 1") << 1 << QByteArray("\xFF\xFE");
 }
 

@@ -18,7 +18,7 @@ ApplicationMonitor::ApplicationMonitor(int delay) : m_monitor(g_app_info_monitor
     connect(&m_vendorFolders, &QFileSystemWatcher::directoryChanged, this, &ApplicationMonitor::noticeChange);
     m_handler = g_signal_connect_swapped(m_monitor, "changed",
                                          G_CALLBACK(+[](ApplicationMonitor* self) { self->noticeChange(); }), this);
-    QMetaObject::invokeMethod(this, &ApplicationMonitor::watchVendorFolders, Qt::QueuedConnection);
+    QTimer::singleShot(0, this, &ApplicationMonitor::watchVendorFolders); // from the loop: not before the first link
 }
 
 ApplicationMonitor::~ApplicationMonitor() {

@@ -1,5 +1,7 @@
 #include "DesktopFile.h"
 
+#include "UniqueFd.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -127,29 +129,13 @@ std::optional<char> unescaped(char c) {
     }
 }
 
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) { }
-    ~Descriptor() {
-        if (m_fd >= 0) {
-            close(m_fd);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
-
 } // namespace
 
 // Not blocking: a pipe by the name of an entry must not hold up who looks at it.
 std::optional<DesktopFile> DesktopFile::read(const std::string& path, const std::vector<std::string>& languages,
                                              std::string* whyNot, OpenFolder folder) {
     const char* const name = path.c_str() + folder.pathSize;
-    const Descriptor file(openat(folder.fd, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const UniqueFd file(openat(folder.fd, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status { };
     if (file.get() < 0 || fstat(file.get(), &status) != 0) {
         return refuse(whyNot, path + " cannot be read: " + std::strerror(errno));

@@ -33,8 +33,10 @@ RunningInstance::Outcome call(const QDBusConnection& bus, const QString& method,
     if (answer.type() == QDBusMessage::ReplyMessage)
         return RunningInstance::Answered{};
     const QString error = answer.errorName();
-    const bool cannotBeStarted =
-        error == u"org.freedesktop.DBus.Error.ServiceUnknown" || error.startsWith(u"org.freedesktop.DBus.Error.Spawn.");
+    // As dbus-daemon and dbus-broker say it.
+    const bool cannotBeStarted = error == u"org.freedesktop.DBus.Error.ServiceUnknown"
+        || error == u"org.freedesktop.DBus.Error.NameHasNoOwner"
+        || error.startsWith(u"org.freedesktop.DBus.Error.Spawn.");
     if (cannotBeStarted)
         return RunningInstance::NotThere{};
     return RunningInstance::Refused{answer.errorMessage()};

@@ -184,8 +184,10 @@ void SpawnRunner::watch(Child child, Finished finished) {
         waitid(P_PIDFD, static_cast<id_t>(process.get()), &info, WEXITED);
         notifier->setEnabled(false);
         notifier->deleteLater();
-        watched->finished({.status = info.si_status,
-                           .standardError = info.si_status == 0 ? QByteArray() : readAvailable(standardError.get())});
+        QByteArray said = info.si_status == 0 ? QByteArray() : readAvailable(standardError.get());
+        if (info.si_code != CLD_EXITED && said.isEmpty())
+            said = "ended by signal " + QByteArray::number(info.si_status);
+        watched->finished({.status = info.si_status, .standardError = std::move(said)});
     });
 }
 
