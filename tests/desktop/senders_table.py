@@ -13,7 +13,8 @@ HEADER = """# Senders and desktops
 
 Written by `./dev matrix` on {date}, with real programs on private desktops: {links} links in each cell with Vantorel
 running and {links} more, each of which had to start it. A link counts when it reached the browser exactly once, as it
-was, and the application that sent it was named first.
+was, and the application that sent it was named first. GNOME, KDE and XFCE stand for their variables and openers; the
+sandboxes of Flatpak and the units of systemd are made as those two make them, which do not run themselves.
 
 `{links} + {links}` are the links that counted, Vantorel running and stopped. After it stands by what the sender was known:
 

@@ -2,6 +2,7 @@
 
 import json
 import os
+import unittest
 
 from harness import browsers, processes
 from harness.case import BROWSER, PROGRAM_ID, DesktopTest, main
@@ -117,6 +118,7 @@ class BadBrowsers(DesktopTest):
     def test_the_program_itself_as_a_browser_drops_the_link(self):
         self.assertEqual(self.errors_of(lambda desktop: None, browser=PROGRAM_ID), [])
 
+    @unittest.skipIf(processes.UNDER_VALGRIND, "it has already ended the starting process where the kernel refuses")
     def test_helper_cannot_be_started(self):
         desktop = self.desktop()
         desktop.write_settings(fallback=BROWSER)

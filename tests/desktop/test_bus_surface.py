@@ -138,6 +138,8 @@ class PassedOver(Surface):
         self.assertEqual(self.private.last_event(), (link, [], f"Matched rule -> {BROWSER}"))
         self.still_well()
         self.assertEqual(self.private.stop_router(), 0)
+        if processes.UNDER_VALGRIND:
+            self.skipTest("what the log says: valgrind has ended the starting process where the kernel refuses the program")
         failed = [line for line in self.private.launcher_lines() if not line.startswith("Successfully opened ")]
         self.assertEqual([line.replace("a" * 2_000_000, "...") for line in failed],
                          [f"Failed to launch /usr/bin/open for {LINK}... in {BROWSER}: Argument list too long"])
@@ -256,7 +258,7 @@ class Traffic(Surface):
         first = self.memory()
         flood()
         maps = self.private.text_of(f"/proc/{self.router.pid}/maps")
-        if "libasan" in maps or "libtsan" in maps:
+        if "libasan" in maps or "libtsan" in maps or processes.UNDER_VALGRIND:
             return  # they keep what was freed
         # 10,000 records of a link and its decision would be more.
         self.assertLess(self.memory(), first + 2048, f"{first} KiB after the first flood")

@@ -35,6 +35,8 @@ class MenuBarTest(SettingsWindowTest):
         if start_bar:
             self.bar.start()
         self.start_program(rules, environment, **(values or {}))
+        if processes.UNDER_VALGRIND:
+            processes.wait_for_rest(self.router.pid)  # bars overlook presses while they wait for so slow a program
 
     # -- the panel -----------------------------------------------------------------------------------------------------
 

@@ -106,6 +106,8 @@ class PrivateDesktop:
         self._connection = None
         self._router_pids = set()
         self.bus_process = None
+        self.display_process = None
+        self.compositor_process = None
         self._valgrind = None
         self.sanitizer_reports = []
 
@@ -317,9 +319,9 @@ class PrivateDesktop:
             if "Sanitizer" in text or "runtime error:" in text:
                 self.sanitizer_reports.append(text)
         # Lines that begin with dashes are about valgrind itself, a system call that it does not know; and so are these,
-        # of a link that is too long: it ends where the kernel refuses to start a program.
+        # of a program that the kernel refuses to start: it ends there.
         said = self._valgrind.close().splitlines() if self._valgrind else []
-        refused = re.compile(r"==\d+== (execve\(.*\) failed, errno 7|EXEC FAILED: .*|Add more stringent tests .*|)")
+        refused = re.compile(r"==\d+== (execve\(.*\) failed, errno \d+|EXEC FAILED: .*|Add more stringent tests .*|)")
         said = [line for line in said if line and not line.startswith("--")]
         said = [] if all(refused.fullmatch(line) for line in said) else said
         if said:
@@ -437,7 +439,8 @@ class PrivateDesktop:
             recorded = {launch.pid for launch in self.launches()}
             for pid in self.marked_pids():
                 arguments = processes.arguments_of(pid)
-                if any(part.endswith(b"vantorel-open") for part in arguments[:2]):
+                # Valgrind names it behind options of its own.
+                if any(part.endswith(b"vantorel-open") for part in arguments[:None if processes.UNDER_VALGRIND else 2]):
                     return False
                 own = any(part.startswith(programs) or part.endswith(b"/recorder.py") for part in arguments[:4])
                 if own and pid not in recorded and processes.is_running(pid):
@@ -472,9 +475,15 @@ class PrivateDesktop:
                        "the program on the bus", detail=self.describe)
             if process.poll() is not None:
                 raise AssertionError(f"the program ended with {process.returncode}\n{self.describe()}")
-            if processes.UNDER_VALGRIND and {"DISPLAY", "WAYLAND_DISPLAY"} & self.environment_with(environment).keys():
+            if processes.UNDER_VALGRIND and self._has_display(environment or {}):
                 self._wait_for_display(process)
         return process
+
+    def _has_display(self, environment):
+        """Whether one of ours is there for a program with these variables, and not stopped."""
+        servers = [self.display_process, self.compositor_process]
+        answers = any(server and processes.state_of(server.pid) not in (None, "T", "Z", "X") for server in servers)
+        return answers and not {"DISPLAY", "WAYLAND_DISPLAY"} & environment.keys()
 
     def _wait_for_display(self, process):
         """So slow a program finds that its display does not answer, and starts anew when it does."""
