@@ -281,7 +281,7 @@ def quiet(waiting):
         return "Whether the machine did something else meanwhile is not known."
     text = f"Something had to wait for a processor in {min(waiting):.0%} to {max(waiting):.0%} of the time"
     if max(waiting) <= QUIET:
-        return text + ": the machine was quiet."
+        return text + ", which is what the measurements themselves cause."
     return text + ": **the machine did something else meanwhile, and times are longer than they should be.**"
 
 

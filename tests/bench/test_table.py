@@ -161,7 +161,7 @@ class Document(TableTest):
                          + sum(each.bench == "road" and each.wish is not None for each in table.rows()))
 
     def test_a_busy_machine_is_told(self):
-        for waiting, expected in ((0.25, "to 25% of the time: the machine was quiet"),
+        for waiting, expected in ((0.25, "to 25% of the time, which is what the measurements themselves cause"),
                                   (0.5, "10% to 50% of the time: **the machine did something else"),
                                   (None, "is not known")):
             with self.subTest(waiting):
