@@ -30,6 +30,7 @@ private Q_SLOTS:
     void write_behindASymbolicLink_keepsTheLink();
     void write_takesAwayWhatAKillLeft();
     void write_unreadableFile_isLeftAlone();
+    void halfOfASurrogatePair_isNoValue_andPreventsNoSave();
     void fileThatComesLater_isPutAsideBeforeTheFirstWrite();
     void fileThatComesLater_whereNoCopyCanBeMade_stays();
     void problem_isToldInWords();
@@ -228,6 +229,18 @@ void TestIniUserDefaults::write_unreadableFile_isLeftAlone() {
     defaults.write();
     QVERIFY(chmod(qPrintable(path()), 0600) == 0);
     QVERIFY(contents().contains("=old"));
+}
+
+void TestIniUserDefaults::halfOfASurrogatePair_isNoValue_andPreventsNoSave() {
+    fill("[General]\ncom.qorbex.Vantorel.text=a\\xd800 b\ncom.qorbex.Vantorel.unknown=\\xdddd\n");
+    IniUserDefaults defaults(path());
+    QVERIFY(!defaults.string(kText));
+    defaults.setBoolean(kSwitch, true);
+    defaults.write();
+    QCOMPARE(IniUserDefaults(path()).boolean(kSwitch), std::optional<bool>(true));
+    defaults.setString(kText, "new");
+    defaults.write();
+    QCOMPARE(IniUserDefaults(path()).string(kText), std::optional<QString>("new"));
 }
 
 void TestIniUserDefaults::fileThatComesLater_isPutAsideBeforeTheFirstWrite() {

@@ -35,9 +35,11 @@ IniUserDefaults::IniUserDefaults(const QString& file) : m_file(file) {
         return;
     const QSettings settings(file, QSettings::IniFormat);
     // The others stay in the file as they are: not all that can be read there can be written again.
+    // The same of our keys is a text with half of a surrogate pair.
     for (const QString& key : settings.childKeys()) {
-        if (key.startsWith(kOwnKeys))
-            m_values.insert(key, settings.value(key));
+        const QVariant value = settings.value(key);
+        if (key.startsWith(kOwnKeys) && value.toString().isValidUtf16())
+            m_values.insert(key, value);
     }
     m_isKnown = QFileInfo::exists(file);
     m_formIsDamaged = settings.status() == QSettings::FormatError;
