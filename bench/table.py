@@ -170,7 +170,9 @@ starts with the session, so that links seldom have to start it.""", [
     ]),
     ("Opening a browser", """\
 `vantorel-open` starts the browser that was decided on, in a process of its own. The whole life of that process is
-measured, in turn with `gio launch` for the same desktop entry.""", [
+measured, in turn with `gio launch` for the same desktop entry. That does not look what becomes of the browser;
+`vantorel-open` stays until it has worked for 3 ms, sleeps, or has ended, because one that fails at once is a link that was
+lost, and somebody has to say so. Where a browser goes on, that watch is the greater part of the time.""", [
         Row(f"`vantorel-open`, a browser that {name}", "open", (name, "vantorel-open"), beside="`gio launch`",
             floor=(name, "gio launch"), wish=0.25, wished="comparison")
         for name in ("ends at once", "keeps running", "keeps busy")
