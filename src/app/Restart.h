@@ -25,7 +25,8 @@ struct Legacy {
 /// takes its traces out of the environment, and sees to the children of the program before.
 Legacy inherit();
 
-/// Becomes the new program. To be called when everything is saved and the bus name is given up. Ends the process with
+/// Becomes the new program. Openers that are under way go on, but nothing more is said of how they end, and the next
+/// one does not wait for its turn behind them. To be called when everything is saved and the bus name is given up. Ends the process with
 /// a failure when there is no new program to be had.
 [[noreturn]] void execute(const Legacy& legacy);
 
