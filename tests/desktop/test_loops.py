@@ -51,6 +51,9 @@ class Loops(DesktopTest):
         wait_until(lambda: desktop.links(BROWSER).count(AFTER.encode()) == 1, "the next link", detail=desktop.describe)
         self.assertEqual(len(desktop.launches()), count + 1)
         desktop.settle()
+        # An opener may be gone a moment before the program has taken notice.
+        wait_until(lambda: any(LINK in line for line in desktop.launcher_lines()), "the line about the link",
+                   detail=desktop.describe)
         self.assertIsNone(self.router.poll())
         self.assertEqual(desktop.stop_router(), 0)
         return [line for line in desktop.launcher_lines() if LINK in line]
