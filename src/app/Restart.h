@@ -26,8 +26,8 @@ struct Legacy {
 Legacy inherit();
 
 /// Becomes the new program. Openers that are under way go on, but nothing more is said of how they end, and the next
-/// one does not wait for its turn behind them. To be called when everything is saved and the bus name is given up. Ends the process with
-/// a failure when there is no new program to be had.
+/// one does not wait for its turn behind them. To be called when everything is saved and the bus name is given up. Ends
+/// the process with a failure when there is no new program to be had.
 [[noreturn]] void execute(const Legacy& legacy);
 
 } // namespace Restart

@@ -45,8 +45,8 @@ public:
     /// The application of the process itself, else of the nearest of its parents that belongs to one, else the one that
     /// they have inherited the name of. Programs that only pass links on (gio, xdg-open and the like) stand for
     /// nothing. Absent when nothing tells of an installed application, and when it cannot be told at once: nothing that
-    /// has to be waited for, such as a process in an odd state, is waited for longer than 50 ms. Reading itself takes as
-    /// long as it takes: less than one for usual processes, more where many parents have environments of megabytes.
+    /// has to be waited for, such as a process in an odd state, is waited for longer than 50 ms. Reading itself takes
+    /// as long as it takes: less than one for usual processes, more where many parents have environments of megabytes.
     std::optional<ProcessApplication> applicationOf(pid_t process);
 
     /// `applicationOf()`, and in the same look the value of a variable that the process was started with. A chain that
