@@ -136,7 +136,10 @@ void TestOpen::argumentsThatAreToldLater() {
     const auto outcome = tell(box);
     QTEST(outcome.status, "status");
     QTEST(outcome.errors, "errors");
-    QTEST(box.exists("seen/web.pid"), "isOpened");
+    QFETCH(bool, isOpened);
+    if (isOpened) // a browser that has to wait for a processor is seen to sleep before it has written anything
+        QTRY_VERIFY(box.exists("seen/web.pid"));
+    QCOMPARE(box.exists("seen/web.pid"), isOpened);
     if (box.exists("seen/web.pid")) {
         QCOMPARE(box.argumentsOf("web"), QByteArrayList{kLink});
     }
